@@ -1,0 +1,42 @@
+// The log sink that a service API implements and hands to every class of the module.
+#ifndef KORVAIN_SERVICE_LOG_H_
+#define KORVAIN_SERVICE_LOG_H_
+
+#include "service_api/korvain/korvain_service_nonecopyable.h"
+
+namespace KorvainService {
+
+// Severity of a line; the lower the value, the graver the line.
+enum LogLevel {
+  KORVAIN_LOG_LEVEL_FATAL = 0,
+  KORVAIN_LOG_LEVEL_ALERT = 100,
+  KORVAIN_LOG_LEVEL_CRIT = 200,
+  KORVAIN_LOG_LEVEL_ERROR = 300,
+  KORVAIN_LOG_LEVEL_WARN = 400,
+  KORVAIN_LOG_LEVEL_NOTICE = 500,
+  KORVAIN_LOG_LEVEL_INFO = 600,
+  KORVAIN_LOG_LEVEL_DEBUG = 700,
+  KORVAIN_LOG_LEVEL_TRACE = 800,
+};
+
+// A Logger outlives every object that it was given to. It is called synchronously, on the thread
+// and from within the operation that reports, so it must not call back into the reporting object.
+// Every class of the module takes a null Logger as well and is then silent; results are the same.
+class Logger : public NoneCopyable {
+ public:
+  // Writes one line. `fmt` and what follows are as for printf; `file`, `line` and `func` name the
+  // place and operation that report and, like all texts, are valid during the call only. The two
+  // unnamed numbers are 0 in every line of this module.
+  virtual void Log(LogLevel level, int, int, const char* file, int line, const char* func,
+                   const char* fmt, ...) __attribute__((format(printf, 8, 9))) = 0;
+
+  // Whether a line of this level would be written. Asked before a line on the request path only.
+  virtual bool IsPriorityEnabled(LogLevel level) = 0;
+
+  // For the service API's own use; the module never asks for it.
+  virtual void* GetLoggerHandle() = 0;
+};
+
+}  // namespace KorvainService
+
+#endif  // KORVAIN_SERVICE_LOG_H_

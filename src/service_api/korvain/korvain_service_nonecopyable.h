@@ -1,0 +1,21 @@
+// Base of interfaces whose implementations have an identity and are never copied.
+#ifndef KORVAIN_SERVICE_NONECOPYABLE_H_
+#define KORVAIN_SERVICE_NONECOPYABLE_H_
+
+namespace KorvainService {
+
+class NoneCopyable {
+ public:
+  virtual ~NoneCopyable() = default;
+
+ protected:
+  NoneCopyable() = default;
+
+ private:
+  NoneCopyable(const NoneCopyable&) = delete;
+  NoneCopyable& operator=(const NoneCopyable&) = delete;
+};
+
+}  // namespace KorvainService
+
+#endif  // KORVAIN_SERVICE_NONECOPYABLE_H_

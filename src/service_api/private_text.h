@@ -1,0 +1,32 @@
+// Texts in fixed arrays. Not installed.
+#ifndef KORVAIN_PRIVATE_TEXT_H_
+#define KORVAIN_PRIVATE_TEXT_H_
+
+#include <cstddef>
+#include <cstring>
+
+namespace KorvainService {
+
+// Copies as much of `text` as fits before the terminating NUL and fills the rest of `field` with
+// zero bytes. A null text stands for the empty one. Reads no further than `size` bytes of `text`.
+inline void CopyText(char* field, size_t size, const char* text) {
+  const size_t length = text == nullptr ? 0 : strnlen(text, size - 1);
+  if (length > 0) memmove(field, text, length);
+  memset(field + length, 0, size - length);
+}
+
+template <size_t SIZE>
+void CopyText(char (&field)[SIZE], const char* text) {
+  CopyText(field, SIZE, text);
+}
+
+// The text behind the six-character scheme prefix, which is skipped unseen; the empty text when
+// `url` is shorter than that.
+inline const char* SkipScheme(const char* url) {
+  constexpr size_t SCHEME_LENGTH = 6;
+  return url + strnlen(url, SCHEME_LENGTH);
+}
+
+}  // namespace KorvainService
+
+#endif  // KORVAIN_PRIVATE_TEXT_H_

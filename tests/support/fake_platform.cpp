@@ -1,0 +1,272 @@
+#include "support/fake_platform.h"
+
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <ifaddrs.h>
+#include <netdb.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "service_api/korvain/korvain_service_clock.h"
+
+namespace test {
+
+namespace {
+
+FakePlatform* active = nullptr;
+
+int64_t allocation_count = 0;
+int64_t outstanding = 0;
+int64_t nothrow_count = 0;
+int64_t throwing_count = 0;
+int64_t failing_nothrow_call = -1;
+int64_t failing_throwing_call = -1;
+
+// The C library's own function.
+template <class Function>
+Function* Real(Function* /*type*/, const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+int Take(std::deque<int>& script) {
+  if (script.empty()) return 0;
+  const int next = script.front();
+  script.pop_front();
+  return next;
+}
+
+}  // namespace
+
+int64_t clock_ms = 0;
+int64_t clock_reads = 0;
+std::optional<int64_t> wall_seconds;
+
+FakePlatform::FakePlatform() {
+  active = this;
+}
+FakePlatform::~FakePlatform() {
+  active = nullptr;
+}
+FakePlatform* FakePlatform::Active() {
+  return active;
+}
+
+Allocations::~Allocations() {
+  Restart();
+}
+
+void Allocations::Restart(int64_t failing_nothrow, int64_t failing_throwing) {
+  allocation_count = nothrow_count = throwing_count = 0;
+  failing_nothrow_call = failing_nothrow;
+  failing_throwing_call = failing_throwing;
+}
+
+int64_t Allocations::Count() {
+  return allocation_count;
+}
+int64_t Allocations::Outstanding() {
+  return outstanding;
+}
+
+int CountOpenDescriptors() {
+  int count = 0;
+  DIR* directory = opendir("/proc/self/fd");
+  while (readdir(directory) != nullptr) ++count;
+  closedir(directory);
+  return count;
+}
+
+// An interface list as getifaddrs would give it; the addresses live behind their entries.
+ifaddrs* MakeInterfaceList(const std::vector<std::string>& texts) {
+  struct Entry {
+    ifaddrs head;
+    sockaddr_storage address;
+  };
+  ifaddrs* first = nullptr;
+  ifaddrs** link = &first;
+  for (const std::string& text : texts) {
+    auto* entry = static_cast<Entry*>(calloc(1, sizeof(Entry)));
+    auto* v4 = reinterpret_cast<sockaddr_in*>(&entry->address);
+    auto* v6 = reinterpret_cast<sockaddr_in6*>(&entry->address);
+    entry->head.ifa_addr = text.empty() ? nullptr : reinterpret_cast<sockaddr*>(v4);
+    if (text == "packet") {
+      v4->sin_family = AF_PACKET;
+    } else if (inet_pton(AF_INET, text.c_str(), &v4->sin_addr) == 1 || text == "unnameable") {
+      v4->sin_family = AF_INET;
+    } else {
+      v6->sin6_family = AF_INET6;
+      inet_pton(AF_INET6, text.c_str(), &v6->sin6_addr);
+    }
+    *link = &entry->head;
+    link = &entry->head.ifa_next;
+  }
+  return first;
+}
+
+}  // namespace test
+
+namespace KorvainService {
+
+int64_t GetCurrentMilliseconds() {
+  ++test::clock_reads;
+  return test::clock_ms;
+}
+
+}  // namespace KorvainService
+
+using test::active;
+
+extern "C" {
+
+int socket(int domain, int type, int protocol) noexcept {
+  if (active != nullptr) {
+    if (const int error = test::Take(active->socket_errors)) {
+      errno = error;
+      return -1;
+    }
+    ++active->sockets_opened;
+  }
+  return test::Real<int(int, int, int)>(nullptr, "socket")(domain, type, protocol);
+}
+
+int fcntl(int fd, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  if (active != nullptr && command == F_GETFL && active->getfl_result) {
+    return *active->getfl_result;
+  }
+  if (active != nullptr && command == F_SETFL) {
+    active->flags_set.push_back(static_cast<int>(reinterpret_cast<intptr_t>(argument)));
+    if (const int error = test::Take(active->setfl_errors)) {
+      errno = error;
+      return -1;
+    }
+    if (active->getfl_result) return 0;
+  }
+  return test::Real<int(int, int, ...)>(nullptr, "fcntl")(fd, command, argument);
+}
+
+ssize_t sendto(int fd, const void* data, size_t length, int flags, const sockaddr* to,
+               socklen_t to_length) {
+  if (active != nullptr) {
+    sockaddr_in address{};
+    memcpy(&address, to, sizeof(address));
+    active->sent.push_back({fd, length, address});
+    if (const int error = test::Take(active->sendto_errors)) {
+      errno = error;
+      return -1;
+    }
+    if (active->is_sending_faked) return static_cast<ssize_t>(length);
+  }
+  return test::Real<ssize_t(int, const void*, size_t, int, const sockaddr*, socklen_t)>(
+      nullptr, "sendto")(fd, data, length, flags, to, to_length);
+}
+
+int getifaddrs(ifaddrs** list) noexcept {
+  if (active == nullptr || (!active->interfaces && !active->is_getifaddrs_failing)) {
+    return test::Real<int(ifaddrs**)>(nullptr, "getifaddrs")(list);
+  }
+  if (active->is_getifaddrs_failing) return -1;
+  *list = test::MakeInterfaceList(*active->interfaces);
+  ++active->interface_lists_open;
+  return 0;
+}
+
+void freeifaddrs(ifaddrs* list) noexcept {
+  if (active == nullptr || !active->interfaces) {
+    test::Real<void(ifaddrs*)>(nullptr, "freeifaddrs")(list);
+    return;
+  }
+  --active->interface_lists_open;
+  while (list != nullptr) {
+    ifaddrs* const next = list->ifa_next;
+    free(list);
+    list = next;
+  }
+}
+
+int getnameinfo(const sockaddr* address, socklen_t length, char* host, socklen_t host_length,
+                char* service, socklen_t service_length, int flags) {
+  if (active != nullptr && active->interfaces && address->sa_family == AF_INET &&
+      reinterpret_cast<const sockaddr_in*>(address)->sin_addr.s_addr == 0) {
+    return EAI_FAIL;
+  }
+  return test::Real<int(const sockaddr*, socklen_t, char*, socklen_t, char*, socklen_t, int)>(
+      nullptr, "getnameinfo")(address, length, host, host_length, service, service_length, flags);
+}
+
+int gettimeofday(timeval* __restrict now, void* __restrict zone) noexcept {
+  if (!test::wall_seconds) {
+    return test::Real<int(timeval*, void*)>(nullptr, "gettimeofday")(now, zone);
+  }
+  *now = timeval{*test::wall_seconds, 999999};
+  return 0;
+}
+
+void srand(unsigned int seed) noexcept {
+  if (active != nullptr) active->seeds.push_back(seed);
+  test::Real<void(unsigned int)>(nullptr, "srand")(seed);
+}
+
+int rand() noexcept {
+  if (active != nullptr && active->rand_value) return *active->rand_value;
+  return test::Real<int()>(nullptr, "rand")();
+}
+
+}  // extern "C"
+
+namespace {
+
+void* Allocate(size_t size) noexcept {
+  void* const block = malloc(size);
+  ++test::allocation_count;
+  if (block != nullptr) ++test::outstanding;
+  return block;
+}
+
+void Deallocate(void* block) noexcept {
+  if (block != nullptr) --test::outstanding;
+  free(block);
+}
+
+}  // namespace
+
+void* operator new(size_t size) {
+  if (test::throwing_count++ == test::failing_throwing_call) throw std::bad_alloc();
+  if (void* block = Allocate(size)) return block;
+  throw std::bad_alloc();
+}
+
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+  if (test::nothrow_count++ == test::failing_nothrow_call) return nullptr;
+  return Allocate(size);
+}
+
+void* operator new[](size_t size) {
+  return operator new(size);
+}
+void operator delete(void* block) noexcept {
+  Deallocate(block);
+}
+void operator delete(void* block, size_t) noexcept {
+  Deallocate(block);
+}
+void operator delete[](void* block) noexcept {
+  Deallocate(block);
+}
+void operator delete[](void* block, size_t) noexcept {
+  Deallocate(block);
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept {
+  Deallocate(block);
+}

@@ -1,0 +1,71 @@
+// Takes the place of the platform calls that the library makes. Calls are passed on to the C
+// library unless a FakePlatform is alive and has something scripted for them.
+#ifndef KORVAIN_TESTS_FAKE_PLATFORM_H_
+#define KORVAIN_TESTS_FAKE_PLATFORM_H_
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace test {
+
+struct SentDatagram {
+  int fd;
+  size_t length;
+  sockaddr_in to;
+};
+
+// One at a time; create it on the stack of a test.
+class FakePlatform {
+ public:
+  FakePlatform();
+  ~FakePlatform();
+  static FakePlatform* Active();
+
+  std::deque<int> socket_errors;  // errno for each next call; 0 lets it through
+  std::deque<int> setfl_errors;
+  std::optional<int> getfl_result;  // while set, the flags are not really changed
+  std::deque<int> sendto_errors;
+  bool is_sending_faked = false;  // sendto succeeds without sending
+  std::optional<int> rand_value;
+
+  // Interface addresses as text; "" is an entry without address, "packet" one of another family,
+  // "unnameable" one that getnameinfo refuses.
+  std::optional<std::vector<std::string>> interfaces;
+  bool is_getifaddrs_failing = false;
+
+  std::vector<SentDatagram> sent;
+  std::vector<int> flags_set;
+  std::vector<unsigned int> seeds;
+  int sockets_opened = 0;
+  int interface_lists_open = 0;
+};
+
+// The clock behind GetCurrentMilliseconds, and how often it was read.
+extern int64_t clock_ms;
+extern int64_t clock_reads;
+
+// The seconds that gettimeofday gives while set.
+extern std::optional<int64_t> wall_seconds;
+
+// Counts calls of operator new and makes chosen ones fail, counted from 0. A non-throwing
+// allocation counts as such only.
+class Allocations {
+ public:
+  Allocations() { Restart(); }
+  ~Allocations();
+  static void Restart(int64_t failing_nothrow = -1, int64_t failing_throwing = -1);
+  static int64_t Count();        // since the last Restart
+  static int64_t Outstanding();  // blocks allocated and not yet freed, in all
+};
+
+int CountOpenDescriptors();
+
+}  // namespace test
+
+#endif  // KORVAIN_TESTS_FAKE_PLATFORM_H_

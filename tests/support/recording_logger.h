@@ -1,0 +1,73 @@
+// A logger that keeps every line it gets.
+#ifndef KORVAIN_TESTS_RECORDING_LOGGER_H_
+#define KORVAIN_TESTS_RECORDING_LOGGER_H_
+
+#include <cstdarg>
+#include <cstdio>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "service_api/korvain/korvain_service_log.h"
+
+namespace test {
+
+struct LogLine {
+  int level;
+  std::string func;
+  std::string text;
+
+  bool operator==(const LogLine& other) const {
+    return level == other.level && func == other.func && text == other.text;
+  }
+};
+
+inline std::ostream& operator<<(std::ostream& out, const LogLine& line) {
+  return out << line.level << ' ' << line.func << ": " << line.text;
+}
+
+using LogLines = std::vector<LogLine>;
+
+class RecordingLogger : public KorvainService::Logger {
+ public:
+  void Log(KorvainService::LogLevel level, int first, int second, const char* file, int line,
+           const char* func, const char* fmt, ...) override __attribute__((format(printf, 8, 9))) {
+    char text[1024];
+    va_list arguments;
+    va_start(arguments, fmt);
+    vsnprintf(text, sizeof(text), fmt, arguments);
+    va_end(arguments);
+    lines.push_back({level, func, text});
+    is_place_sound = is_place_sound && first == 0 && second == 0 && line > 0 &&
+                     std::string(file).find('/') == std::string::npos;
+  }
+
+  bool IsPriorityEnabled(KorvainService::LogLevel level) override {
+    ++priority_queries;
+    return level <= enabled_level;
+  }
+
+  void* GetLoggerHandle() override { return nullptr; }
+
+  // The lines so far, which are then forgotten.
+  LogLines Take() {
+    LogLines taken;
+    taken.swap(lines);
+    return taken;
+  }
+
+  LogLines lines;
+  bool is_place_sound = true;  // every line had a bare file name, a line and two zeros
+  int priority_queries = 0;
+  int enabled_level = KorvainService::KORVAIN_LOG_LEVEL_INFO;
+};
+
+inline constexpr int ERROR = KorvainService::KORVAIN_LOG_LEVEL_ERROR;
+inline constexpr int WARN = KorvainService::KORVAIN_LOG_LEVEL_WARN;
+inline constexpr int INFO = KorvainService::KORVAIN_LOG_LEVEL_INFO;
+inline constexpr int DEBUG = KorvainService::KORVAIN_LOG_LEVEL_DEBUG;
+inline constexpr int TRACE = KorvainService::KORVAIN_LOG_LEVEL_TRACE;
+
+}  // namespace test
+
+#endif  // KORVAIN_TESTS_RECORDING_LOGGER_H_
