@@ -1,0 +1,98 @@
+// A doubly-linked list of nodes that the caller owns.
+//
+// How to use it: embed or allocate a LIST_NODE per object, point its pData at the object, and
+// Insert it; Remove it before its memory goes. Linking and unlinking are a few pointer writes and
+// never allocate, search or free. Nodes stay in the order of Insert, the earliest at the head:
+//
+//   CBidirList list;
+//   LIST_NODE node{nullptr, nullptr, &object};
+//   list.Insert(&node);                                   // last in line
+//   for (LIST_NODE* n = list.Head(); n != nullptr; n = n->pNext) Use(n->pData);
+//   list.Remove(&node);                                   // from wherever it stands
+//
+// A node is in at most one list at a time. The links of a node that is not linked may hold
+// anything. The list touches no node when it is destroyed. Not thread-safe.
+#ifndef KORVAIN_NET_BI_LIST_H_
+#define KORVAIN_NET_BI_LIST_H_
+
+#include <cstdint>
+
+struct LIST_NODE {
+  LIST_NODE* pPrev;  // null at the head
+  LIST_NODE* pNext;  // null at the tail
+  void* pData;       // the caller's; never read by the list
+};
+
+class CBidirList {
+ public:
+  CBidirList() = default;
+  ~CBidirList() = default;
+  CBidirList(const CBidirList&) = delete;
+  CBidirList& operator=(const CBidirList&) = delete;
+
+  // Appends `node` at the tail. False, and no change, for a null node or one that is the head or
+  // the tail already.
+  bool Insert(LIST_NODE* node);
+
+  // Links `node` before the linked node `before`. False, and no change, for a null argument, when
+  // both are the same, when `node` is the head or the tail already, and when `before` is not linked
+  // here.
+  bool Insert_Before(LIST_NODE* node, LIST_NODE* before);
+
+  // Unlinks `node` and sets its links to null. False, and no change, for a null node, an empty
+  // list, and a node to which its neighbours (or the list's head and tail) do not point back.
+  bool Remove(LIST_NODE* node);
+
+  LIST_NODE* Head() const { return m_pstHead; }
+  LIST_NODE* Tail() const { return m_pstTail; }
+  bool IsEmpty() const { return m_pstHead == nullptr; }
+  unsigned int Count() const { return m_dwCount; }
+
+  // Forgets all nodes without touching them.
+  void Reset();
+
+  // Appends the nodes of `other` in their order and leaves it empty. Merging a list into itself
+  // does nothing.
+  void Merge(CBidirList& other);
+
+ private:
+  bool IsEnd(const LIST_NODE* node) const { return node == m_pstHead || node == m_pstTail; }
+
+  // The pointers that lead from `previous` and `next`, or from the list's ends, to a node between.
+  LIST_NODE*& LinkTo(LIST_NODE* previous) {
+    return previous == nullptr ? m_pstHead : previous->pNext;
+  }
+  LIST_NODE*& LinkBackTo(LIST_NODE* next) { return next == nullptr ? m_pstTail : next->pPrev; }
+
+  bool IsLinked(const LIST_NODE* node) {
+    return !IsEmpty() && LinkTo(node->pPrev) == node && LinkBackTo(node->pNext) == node;
+  }
+
+  LIST_NODE* m_pstHead = nullptr;
+  LIST_NODE* m_pstTail = nullptr;
+  uint32_t m_dwCount = 0;
+};
+
+// Inline, since every request is linked and unlinked once.
+
+inline bool CBidirList::Insert(LIST_NODE* node) {
+  if (node == nullptr || IsEnd(node)) return false;
+  node->pPrev = m_pstTail;
+  node->pNext = nullptr;
+  LinkTo(m_pstTail) = node;
+  m_pstTail = node;
+  ++m_dwCount;
+  return true;
+}
+
+inline bool CBidirList::Remove(LIST_NODE* node) {
+  if (node == nullptr || !IsLinked(node)) return false;
+  LinkTo(node->pPrev) = node->pNext;
+  LinkBackTo(node->pNext) = node->pPrev;
+  node->pPrev = nullptr;
+  node->pNext = nullptr;
+  --m_dwCount;
+  return true;
+}
+
+#endif  // KORVAIN_NET_BI_LIST_H_
