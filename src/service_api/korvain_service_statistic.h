@@ -7,6 +7,7 @@
 #include "service_api/korvain/korvain_service_clock.h"
 #include "service_api/korvain/korvain_service_constant.h"
 #include "service_api/korvain/korvain_service_log.h"
+#include "service_api/latency_data_mgr.h"
 #include "service_api/service_api_statistic.h"
 #include "service_api/statistic_key.h"
 #include "service_api/statistic_mgr.h"

@@ -1,0 +1,120 @@
+// Latency tracking: turns each response into a delay and each unanswered request into a time-out.
+#ifndef KORVAIN_LATENCY_DATA_MGR_H_
+#define KORVAIN_LATENCY_DATA_MGR_H_
+
+#include <cstdint>
+
+#include "comm/objslab.h"
+#include "net/bi_list.h"
+#include "service_api/korvain/korvain_service_log.h"
+#include "service_api/statistic_mgr.h"
+
+namespace KorvainService {
+
+// Most requests in flight per manager.
+inline constexpr int MAX_NODE_COUNT = 100000;
+
+// Default time-out in milliseconds, and default number of requests that one sweep expires.
+inline constexpr int STATISTIC_DEFAULT_TIME_OUT = 3000;
+inline constexpr int STATISTIC_DEFAULT_TRAVERSE_MAX_NODE_PER_TIME = 100;
+
+// Failures that can repeat with every request are logged once in this many occurrences.
+inline constexpr int MAX_LOG_FREQUENCY = 100000;
+
+// One request in flight.
+struct LatencyData {
+  int32_t id_for_latency_data;  // this record's slot
+  int32_t id_for_list_node;     // the slot of its list node
+  int64_t time_ms;              // when the request was sent
+  int32_t zone_id;
+  int32_t ip;
+  int32_t port;
+};
+
+// Remembers the requests in flight of one application. Init reserves everything that a request
+// needs; after it nothing allocates, and nothing is logged as long as requests are answered, except
+// for a line per PushBack when the logger wants DEBUG lines.
+//
+// Times are milliseconds on the clock of GetCurrentMilliseconds. The sweep reads from the oldest
+// entry and stops at the first young one, so send times should not decrease from one PushBack to
+// the next. An entry is counted at most once, as a delay or as a time-out; requests still in flight
+// when the manager is destroyed are not counted.
+//
+// Not thread-safe: calls are serialised with those of the statistics manager, which is passed in
+// where it is needed and only borrowed. Nothing is thrown.
+class LatencyDataMgr {
+ public:
+  LatencyDataMgr() = default;
+  ~LatencyDataMgr();
+  LatencyDataMgr(const LatencyDataMgr&) = delete;
+  LatencyDataMgr& operator=(const LatencyDataMgr&) = delete;
+
+  // Reserves room for MAX_NODE_COUNT requests of `app_id`. `timeout` (milliseconds) and `limit`
+  // (entries that one sweep removes at most) must be above 0. The logger is borrowed and may be
+  // null. Memory becomes resident only as requests need it.
+  //
+  // Returns 0; API_ERR_PARAMETER_INVALID, changing nothing, for a bad argument;
+  // API_ERR_ALLOCATE_MEMORY when there is no memory: the manager is then not ready. Called again,
+  // it drops the requests in flight uncounted and starts afresh.
+  int Init(int32_t app_id, int timeout, int limit, Logger* logger);
+
+  // Remembers a request sent at `send_time` to the access (zone_id, ip, port), registered or not.
+  //
+  // Returns an id of 0 or more, to be kept with the request. API_ERR_ALLOCATE_MEMORY when
+  // MAX_NODE_COUNT requests are in flight or the manager is not ready; GEN_ERR_ERR when the request
+  // cannot be entered in the list.
+  int PushBack(int32_t zone_id, int64_t send_time, int32_t ip, int32_t port);
+
+  // Takes the response to the request `id`, received at `recv_time`. A delay above 0 is added to
+  // the overall delay sum of the zone's record and, when the access is in use in the record, to
+  // that of the access. The request is then forgotten.
+  //
+  // Returns 0. API_ERR_PARAMETER_INVALID for a null statistic_mgr. GEN_ERR_ERR for an id that names
+  // no request in flight, the ordinary outcome for a response that comes after its request has
+  // timed out (also when the slot serves another request by then); when the zone has no record (the
+  // request stays in flight); or when the list is damaged.
+  int CalculateDelay(int32_t id, int64_t recv_time, KorvainServiceStatisticMgr* statistic_mgr);
+
+  // Expires requests from the oldest on, at most `limit` of them, until it meets one that is
+  // younger than the time-out. A request counts as timed out when its age is at least the time-out,
+  // or when it was sent later than now. To be called often; one call costs at most `limit` entries.
+  //
+  // Returns 0. API_ERR_PARAMETER_INVALID for a null statistic_mgr. GEN_ERR_ERR when the zone of the
+  // oldest request has no record: the sweep cannot pass it until it exists.
+  int TraverseForDeleteTimeOutNode(KorvainServiceStatisticMgr* statistic_mgr);
+
+  // Milliseconds; 0 or less stands for STATISTIC_DEFAULT_TIME_OUT.
+  void SetTimeOut(int32_t timeout);
+
+  // Entries per sweep; 0 or less stands for STATISTIC_DEFAULT_TRAVERSE_MAX_NODE_PER_TIME.
+  void SetLimit(int32_t limit);
+
+ private:
+  // Repetitive failures, each with a suppression counter of its own.
+  enum RepetitiveFailure { LATENCY_DATA_POOL_FULL, LIST_NODE_POOL_FULL, UNKNOWN_ID };
+
+  bool IsReady() const { return m_bidirection_list != nullptr; }
+  void Release();
+
+  // What is kept away from the path of a request: failures, and lines that are rarely wanted.
+  bool IsReportDue(RepetitiveFailure failure);
+  int RefuseForLatencyData(int record_id);
+  int RefuseForListNode(int record_id, int node_id);
+  int RefuseToLink(LatencyData request);
+  int RefuseUnknownId(int32_t id);
+  void LogPushed(const LatencyData& request);
+  void LogTimedOut(const LatencyData& request);
+
+  LPOBJSLAB m_latency_data_pool = nullptr;
+  LPOBJSLAB m_list_node_pool = nullptr;
+  CBidirList* m_bidirection_list = nullptr;  // owned; null until Init has succeeded
+  int m_timeout = STATISTIC_DEFAULT_TIME_OUT;
+  int m_limit = STATISTIC_DEFAULT_TRAVERSE_MAX_NODE_PER_TIME;
+  Logger* m_logger = nullptr;  // borrowed
+  int m_log_frequency[3] = {};
+  int m_app_id = 0;
+};
+
+}  // namespace KorvainService
+
+#endif  // KORVAIN_LATENCY_DATA_MGR_H_

@@ -1,0 +1,164 @@
+// Random runs of LatencyDataMgr against a model made of a map and a deque.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <map>
+#include <random>
+#include <utility>
+
+#include "common/korvain_error_code.h"
+#include "service_api/latency_data_mgr.h"
+#include "support/fake_platform.h"
+#include "support/recording_logger.h"
+
+namespace KorvainService {
+namespace {
+
+constexpr int APP = 1;
+constexpr int ZONES = 4;     // the last one has no record at first
+constexpr int ACCESSES = 5;  // per zone, the last one not registered
+
+struct Request {
+  int id;
+  int64_t sent;
+  int zone, ip;
+};
+
+struct Sums {
+  uint64_t delay = 0;
+  uint32_t delays = 0, time_outs = 0;
+
+  void AddDelay(int64_t value) {
+    delay += static_cast<uint64_t>(value);
+    ++delays;
+  }
+};
+
+class Model {
+ public:
+  void Push(const Request& request) { in_flight.push_back(request); }
+
+  int Complete(int id, int64_t received) {
+    const auto found = std::find_if(in_flight.begin(), in_flight.end(),
+                                    [id](const Request& request) { return request.id == id; });
+    if (found == in_flight.end() || found->zone >= zones) return GEN_ERR_ERR;
+    if (received > found->sent) {
+      overall[found->zone].AddDelay(received - found->sent);
+      if (found->ip < ACCESSES - 1)
+        access[{found->zone, found->ip}].AddDelay(received - found->sent);
+    }
+    in_flight.erase(found);
+    return 0;
+  }
+
+  int Sweep(int64_t now, int64_t timeout, int limit) {
+    for (; limit > 0 && !in_flight.empty(); --limit) {
+      const Request& oldest = in_flight.front();
+      if (oldest.zone >= zones) return GEN_ERR_ERR;
+      if (now >= oldest.sent && now - oldest.sent < timeout) return 0;
+      ++overall[oldest.zone].time_outs;
+      if (oldest.ip < ACCESSES - 1) ++access[{oldest.zone, oldest.ip}].time_outs;
+      in_flight.pop_front();
+    }
+    return 0;
+  }
+
+  int zones = ZONES - 1;
+  std::deque<Request> in_flight;
+  std::map<int, Sums> overall;
+  std::map<std::pair<int, int>, Sums> access;
+};
+
+class LatencyModelTest : public ::testing::TestWithParam<unsigned int> {
+ protected:
+  void CreateZone(int zone) {
+    mgr.CreateStatisticMap(1, APP, zone);
+    for (int ip = 0; ip < ACCESSES - 1; ++ip) mgr.AddAccess(APP, zone, "udp://x", ip, 80, "s");
+  }
+
+  int PickId(std::mt19937& random) const {
+    if (!model.in_flight.empty() && random() % 8 != 0) {
+      return model.in_flight[random() % model.in_flight.size()].id;
+    }
+    if (!past_ids.empty() && random() % 4 != 0) return past_ids[random() % past_ids.size()];
+    return static_cast<int>(random());
+  }
+
+  template <class Status>
+  static void ExpectSums(const Status& status, const Sums& sums) {
+    ASSERT_EQ(uint64_t{status.ullAverageDelay}, sums.delay);
+    ASSERT_EQ(uint32_t{status.dwCalculateAverageDelayResCount}, sums.delays);
+    ASSERT_EQ(uint32_t{status.dwTimeoutCountPerMin}, sums.time_outs);
+  }
+
+  void ExpectAgreement() {
+    for (int zone = 0; zone < model.zones; ++zone) {
+      ExpectSums(mgr.GetServiceApiStatistic(APP, zone)->stOverallRunStatus, model.overall[zone]);
+      for (int ip = 0; ip < ACCESSES - 1; ++ip) {
+        ExpectSums(*mgr.GetAccessRunStatus(APP, zone, ip, 80), model.access[{zone, ip}]);
+      }
+    }
+  }
+
+  KorvainServiceStatisticMgr mgr;
+  LatencyDataMgr latency;
+  Model model;
+  std::deque<int> past_ids;
+};
+
+TEST_P(LatencyModelTest, AgreesAfterEveryStep) {
+  constexpr int STEPS = 100000;
+  std::mt19937 random(GetParam());
+  test::RecordingLogger logger;
+  for (int zone = 0; zone < ZONES - 1; ++zone) CreateZone(zone);
+  int64_t timeout = 50;
+  int limit = 7;
+  ASSERT_EQ(latency.Init(APP, 50, 7, &logger), 0);
+  test::clock_ms = 0;
+
+  for (int step = 0; step < STEPS; ++step) {
+    SCOPED_TRACE(step);
+    const int64_t now = test::clock_ms +=
+        random() % 500 == 0 ? -40 : static_cast<int64_t>(random() % 2);
+    const auto choice = random() % 1000;
+    if (choice < 500) {
+      const int zone = static_cast<int>(random() % (step % 10000 < 100 ? ZONES : ZONES - 1));
+      const int ip = static_cast<int>(random() % ACCESSES);
+      const int id = latency.PushBack(zone, now, ip, 80);
+      ASSERT_GE(id, 0);
+      for (const Request& other : model.in_flight) ASSERT_NE(other.id, id);
+      model.Push({id, now, zone, ip});
+      past_ids.push_back(id);
+      if (past_ids.size() > 1000) past_ids.pop_front();
+    } else if (choice < 950) {
+      const int id = PickId(random);
+      const int64_t received = now + static_cast<int64_t>(random() % 20) - 2;
+      ASSERT_EQ(latency.CalculateDelay(id, received, &mgr), model.Complete(id, received)) << id;
+    } else if (choice < 995) {
+      ASSERT_EQ(latency.TraverseForDeleteTimeOutNode(&mgr), model.Sweep(now, timeout, limit));
+    } else {
+      timeout = 20 + static_cast<int64_t>(random() % 60);
+      limit = 1 + static_cast<int>(random() % 20);
+      latency.SetTimeOut(static_cast<int>(timeout));
+      latency.SetLimit(limit);
+    }
+    if (step == STEPS / 2) {
+      CreateZone(ZONES - 1);
+      model.zones = ZONES;
+    }
+    if (step % 97 == 0) {
+      ExpectAgreement();
+      if (HasFatalFailure()) return;
+    }
+  }
+  ExpectAgreement();
+  EXPECT_GT(model.overall[0].time_outs, 100u) << "the run must have met time-outs";
+  EXPECT_GT(model.overall[0].delays, 1000u);
+  EXPECT_GT(logger.Take().size(), 100u) << "time-outs of registered accesses are logged";
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, LatencyModelTest, ::testing::Values(1u, 2u, 3u, 20261122u));
+
+}  // namespace
+}  // namespace KorvainService
