@@ -4,6 +4,7 @@
 
 #include "common/korvain_error_code.h"
 #include "service_api/access_index.h"
+#include "service_api/judge_proxy.h"
 #include "service_api/korvain/korvain_service_clock.h"
 #include "service_api/korvain/korvain_service_constant.h"
 #include "service_api/korvain/korvain_service_log.h"
