@@ -12,5 +12,7 @@
 #include "service_api/service_api_statistic.h"
 #include "service_api/statistic_key.h"
 #include "service_api/statistic_mgr.h"
+#include "service_api/udp_client.h"
+#include "service_api/udp_client_mgr.h"
 
 #endif  // KORVAIN_SERVICE_STATISTIC_H_

@@ -1,0 +1,122 @@
+#include "service_api/udp_client.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "common/korvain_error_code.h"
+#include "service_api/private_log.h"
+#include "service_api/private_text.h"
+
+namespace KorvainService {
+
+namespace {
+
+constexpr int MAX_PKG_SIZE_TO_SEND_THROUGH_UDP = 65536;
+constexpr int32_t MAX_PORT = 65535;
+
+}  // namespace
+
+UDPClient::~UDPClient() {
+  Fini();
+}
+
+int UDPClient::Init(const char* url, Logger* logger) {
+  m_logger = logger;
+  if (url == nullptr) {
+    return KORVAIN_FAIL(API_ERR_PARAMETER_INVALID, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
+                        "NULL == url");
+  }
+  if (ParseURL(url) != 0) {
+    return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_DEBUG, "ParseURL() failed. url:%s",
+                        url);
+  }
+
+  Fini();
+  m_sock = socket(AF_INET, SOCK_DGRAM, 0);
+  if (m_sock < 0) {
+    const int error = errno;
+    return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
+                        "socket() failed. errno:%d, errstr:%s, url:%s", error, strerror(error),
+                        url);
+  }
+  const int flags = fcntl(m_sock, F_GETFL);
+  if (fcntl(m_sock, F_SETFL, flags | O_NONBLOCK | O_ASYNC) != 0) {
+    const int error = errno;
+    return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
+                        "set socket option -- nonblock failed! url=%s, errno=%d, errstr=%s", url,
+                        error, strerror(error));
+  }
+  CopyText(m_url, url);
+  return 0;
+}
+
+void UDPClient::Fini() {
+  if (m_sock < 0) return;
+  close(m_sock);
+  m_sock = -1;
+}
+
+int UDPClient::Send(const char* buf, int buf_len) {
+  if (buf_len <= 0 || buf == nullptr) {
+    return KORVAIN_FAIL(API_ERR_PARAMETER_INVALID, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
+                        "NULL == buf || buf_len(%d) <= 0", buf_len);
+  }
+  if (buf_len > MAX_PKG_SIZE_TO_SEND_THROUGH_UDP) {
+    return KORVAIN_FAIL(
+        GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
+        "the send buf size(%d) is greater than MAX_PKG_SIZE_TO_SEND_THROUGH_UDP(%d)", buf_len,
+        MAX_PKG_SIZE_TO_SEND_THROUGH_UDP);
+  }
+  if (sendto(m_sock, buf, static_cast<size_t>(buf_len), 0,
+             reinterpret_cast<const sockaddr*>(&m_sock_addr), sizeof(m_sock_addr)) < 0) {
+    return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
+                        "sendto() failed. buf_len:%d, url:%s, sock fd:%d", buf_len, m_url, m_sock);
+  }
+  KORVAIN_LOG(m_logger, KORVAIN_LOG_LEVEL_DEBUG, "it send success. send buf len:%d, url:%s",
+              buf_len, m_url);
+  return 0;
+}
+
+int UDPClient::ParseURL(const char* url) {
+  if (url == nullptr) {
+    return KORVAIN_FAIL(API_ERR_PARAMETER_INVALID, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
+                        "NULL == url");
+  }
+  constexpr size_t SCHEME_LENGTH = 6;
+  if (strnlen(url, SCHEME_LENGTH) < SCHEME_LENGTH) {
+    return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
+                        "parse url failed -- url is too short, url=%s\n", url);
+  }
+  const char* const host = SkipScheme(url);
+  const char* const colon = strchr(host, ':');
+  if (colon == nullptr) {
+    return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
+                        "parse url failed -- no port in url, url=%s\n", url);
+  }
+
+  // Every dotted address fits into the string without allocation.
+  const int converted = inet_aton(std::string(host, colon).c_str(), &m_sock_addr.sin_addr);
+  if (converted == 0) {
+    return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
+                        "parse url failed -- aton(ip), url=%s, iret=%d\n", url, converted);
+  }
+
+  const auto port = static_cast<int32_t>(strtol(colon + 1, nullptr, 10));
+  if (port <= 0 || port > MAX_PORT) {
+    return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
+                        "parse url failed -- atoi(port), url=%s, iret=%d\n", url, port);
+  }
+  m_sock_addr.sin_family = AF_INET;
+  m_sock_addr.sin_port = htons(static_cast<uint16_t>(port));
+  return 0;
+}
+
+}  // namespace KorvainService

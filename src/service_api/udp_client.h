@@ -1,0 +1,53 @@
+// Sends buffers as UDP datagrams to one IPv4 endpoint.
+#ifndef KORVAIN_UDP_CLIENT_H_
+#define KORVAIN_UDP_CLIENT_H_
+
+#include <netinet/in.h>
+
+#include "service_api/korvain/korvain_service_constant.h"
+#include "service_api/korvain/korvain_service_log.h"
+
+namespace KorvainService {
+
+// One unconnected, non-blocking datagram socket and its destination. Never blocks, retries, splits
+// or receives. Everything it logs, failures included, is at DEBUG. Not thread-safe; nothing is
+// thrown for any URL that UDPClientMgr accepts.
+class UDPClient {
+ public:
+  UDPClient() = default;
+  ~UDPClient();
+  UDPClient(const UDPClient&) = delete;
+  UDPClient& operator=(const UDPClient&) = delete;
+
+  // Opens the socket for `url`: six characters of scheme, skipped unseen, an IPv4 address in a form
+  // that inet_aton takes, ':' and a port of 1 to 65535, behind which anything may follow. A socket
+  // that is open already is closed once the new URL has been parsed. The logger is borrowed, may be
+  // null, and is taken also when the call fails.
+  //
+  // Returns 0; API_ERR_PARAMETER_INVALID for a null URL; GEN_ERR_ERR when the URL cannot be parsed
+  // or no non-blocking socket can be had. After a failure the client is not to be used for Send
+  // until an Init has succeeded.
+  int Init(const char* url, Logger* logger);
+
+  // Closes the socket, if there is one.
+  void Fini();
+
+  // Sends `buf_len` bytes (1 to 65536, of which IPv4 carries at most 65507) as one datagram.
+  //
+  // Returns 0 when the kernel took the datagram, which says nothing about its arrival;
+  // API_ERR_PARAMETER_INVALID for a null buffer or a length below 1; GEN_ERR_ERR when the buffer is
+  // too large or cannot be sent at once.
+  int Send(const char* buf, int buf_len);
+
+ private:
+  int ParseURL(const char* url);
+
+  char m_url[MAX_URL_LENGTH_FOR_STATISTIC] = {};  // for log lines; empty until Init has succeeded
+  int m_sock = -1;                                // -1 when there is none
+  sockaddr_in m_sock_addr = {};
+  Logger* m_logger = nullptr;  // borrowed
+};
+
+}  // namespace KorvainService
+
+#endif  // KORVAIN_UDP_CLIENT_H_

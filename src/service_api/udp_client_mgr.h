@@ -1,0 +1,64 @@
+// The channel to the collect servers.
+#ifndef KORVAIN_UDP_CLIENT_MGR_H_
+#define KORVAIN_UDP_CLIENT_MGR_H_
+
+#include <cstdint>
+
+#include "service_api/korvain/korvain_service_constant.h"
+#include "service_api/korvain/korvain_service_log.h"
+#include "service_api/udp_client.h"
+
+namespace KorvainService {
+
+// Keeps one UDPClient open to one of up to 32 collect servers. The first is chosen at random; a
+// failed send closes the client, and each Update then tries the next server in turn.
+//
+// UDP tells nobody whether a datagram arrives: a server that has gone, on a host that still routes,
+// is not noticed. What fails a send is local: no route, a full socket buffer, a report of more than
+// 65507 bytes.
+//
+// Everything it logs, failures included, is at DEBUG. Not thread-safe; nothing is thrown.
+class UDPClientMgr {
+ public:
+  UDPClientMgr() = default;
+  ~UDPClientMgr() = default;
+  UDPClientMgr(const UDPClientMgr&) = delete;
+  UDPClientMgr& operator=(const UDPClientMgr&) = delete;
+
+  // Takes the logger, which is borrowed and may be null, closes the client, forgets all servers and
+  // seeds the process-wide generator of rand() with the time. Returns 0.
+  int Init(Logger* logger);
+
+  // Replaces the list of servers by the valid ones among `count` URLs, at most the first 32 of
+  // them, closes the client and opens it on one of them, chosen with rand(). A valid URL is made of
+  // "udp://", four decimal numbers of at most 255 joined by dots, ':' and a decimal port of at most
+  // five digits and at most 65535. The texts are copied; invalid ones are logged and left out. A
+  // null list stands for one without valid URLs. With a count of 0 nothing changes.
+  void AddCollectServerAddress(const char** collect_server_url, int32_t count);
+
+  // Sends one report as one datagram; see UDPClient::Send for sizes.
+  //
+  // Returns 0 when the kernel took the datagram; GEN_ERR_ERR, without any system call, while the
+  // client is closed; else the failure of UDPClient::Send, arguments refused included: the report
+  // is lost then, and the client closed until an Update opens it again.
+  int Send(const char* buff, int buff_len);
+
+  // To be called over and over: tries to open a closed client on the next server of the list.
+  void Update();
+
+ private:
+  void CollectValidUrls(const char** collect_server_url, int32_t count);
+  void CloseClient();
+  void OpenClientFromRandomStart();
+
+  UDPClient m_udp_client;
+  int m_url_count = 0;
+  char m_url[STATISTIC_MAX_COLLECT_COUNT][MAX_URL_LENGTH_FOR_STATISTIC];
+  bool m_is_already_init_udp_client = false;
+  int m_begin_index = 0;       // of the URL that the next Update tries
+  Logger* m_logger = nullptr;  // borrowed
+};
+
+}  // namespace KorvainService
+
+#endif  // KORVAIN_UDP_CLIENT_MGR_H_
