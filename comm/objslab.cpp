@@ -9,8 +9,6 @@ namespace {
 
 constexpr int FAILURE = -1;
 
-constexpr size_t CONTROL_SIZE = ObjSlabGeometryOf(sizeof(tagObjSlab)).slot_stride;
-
 }  // namespace
 
 // The pool is one block: control block, slots, and the id words where they form an array.
@@ -25,17 +23,15 @@ int objslab_new(LPOBJSLAB* slab, int slot_count, size_t slot_size) {
   const auto count = static_cast<size_t>(slot_count);
   const ObjSlabGeometry geometry = ObjSlabGeometryOf(slot_size);
   const size_t id_words_size = geometry.is_id_word_in_slot ? 0 : count * sizeof(uint32_t);
-  const size_t size = CONTROL_SIZE + count * geometry.slot_stride + id_words_size;
+  const size_t size = OBJSLAB_CONTROL_SIZE + count * geometry.slot_stride + id_words_size;
   char* const block = static_cast<char*>(operator new(size, std::nothrow));
   if (block == nullptr) return FAILURE;
 
-  char* const slots = block + CONTROL_SIZE;
-  char* const id_words = geometry.is_id_word_in_slot
-                             ? slots + geometry.slot_stride - sizeof(uint32_t)
-                             : slots + count * geometry.slot_stride;
+  char* const slots = block + OBJSLAB_CONTROL_SIZE;
+  char* const id_words = geometry.is_id_word_in_slot ? slots + geometry.id_word_offset
+                                                     : slots + count * geometry.slot_stride;
   *slab = new (block) tagObjSlab{OBJSLAB_NO_SLOT,
                                  0,
-                                 slots,
                                  id_words,
                                  geometry.slot_stride,
                                  geometry.id_word_stride,

@@ -45,8 +45,11 @@ TEST(MapAccessIndex, TakesAnyIndexAndTheAllZeroKey) {
   MapAccessIndex index;
   EXPECT_EQ(index.Insert(0, 0, 0, INVALID_ARRAY_INDEX), 0);
   EXPECT_EQ(index.Insert(0, 0, 0, 1), GEN_ERR_ERR);
-  EXPECT_EQ(index.Insert(1, 0, 0, INT32_MIN), 0);
-  EXPECT_EQ(index.Find(1, 0, 0), INT32_MIN);
+  EXPECT_EQ(index.Find(0, 0, 0), INVALID_ARRAY_INDEX);
+  EXPECT_EQ(index.Insert(1, 0, 0, INT32_MIN + 1), 0);
+  EXPECT_EQ(index.Find(1, 0, 0), INT32_MIN + 1);
+  EXPECT_EQ(index.Insert(2, 0, 0, INT32_MIN), GEN_ERR_ERR);
+  EXPECT_EQ(index.Find(2, 0, 0), INVALID_ARRAY_INDEX);
 }
 
 // Inserts and clears at random, with few distinct keys, so that probe chains form, wrap around the

@@ -65,7 +65,9 @@ class CBidirList {
   LIST_NODE*& LinkBackTo(LIST_NODE* next) { return next == nullptr ? m_pstTail : next->pPrev; }
 
   bool IsLinked(const LIST_NODE* node) {
-    return !IsEmpty() && LinkTo(node->pPrev) == node && LinkBackTo(node->pNext) == node;
+    if (IsEmpty()) return false;
+    if ((node->pPrev != nullptr ? node->pPrev->pNext : m_pstHead) != node) return false;
+    return (node->pNext != nullptr ? node->pNext->pPrev : m_pstTail) == node;
   }
 
   LIST_NODE* m_pstHead = nullptr;
@@ -79,7 +81,11 @@ inline bool CBidirList::Insert(LIST_NODE* node) {
   if (node == nullptr || IsEnd(node)) return false;
   node->pPrev = m_pstTail;
   node->pNext = nullptr;
-  LinkTo(m_pstTail) = node;
+  if (m_pstTail != nullptr) {
+    m_pstTail->pNext = node;
+  } else {
+    m_pstHead = node;
+  }
   m_pstTail = node;
   ++m_dwCount;
   return true;
@@ -87,8 +93,18 @@ inline bool CBidirList::Insert(LIST_NODE* node) {
 
 inline bool CBidirList::Remove(LIST_NODE* node) {
   if (node == nullptr || !IsLinked(node)) return false;
-  LinkTo(node->pPrev) = node->pNext;
-  LinkBackTo(node->pNext) = node->pPrev;
+  LIST_NODE* const previous = node->pPrev;
+  LIST_NODE* const next = node->pNext;
+  if (previous != nullptr) {
+    previous->pNext = next;
+  } else {
+    m_pstHead = next;
+  }
+  if (next != nullptr) {
+    next->pPrev = previous;
+  } else {
+    m_pstTail = previous;
+  }
   node->pPrev = nullptr;
   node->pNext = nullptr;
   --m_dwCount;

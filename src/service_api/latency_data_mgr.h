@@ -9,6 +9,8 @@
 #include "service_api/korvain/korvain_service_log.h"
 #include "service_api/statistic_mgr.h"
 
+struct ObjSlabTaken;
+
 namespace KorvainService {
 
 // Most requests in flight per manager.
@@ -29,6 +31,7 @@ struct LatencyData {
   int32_t zone_id;
   int32_t ip;
   int32_t port;
+  uint32_t access_hash;  // of zone, address and port, for finding the access when it is over
 };
 
 // Remembers the requests in flight of one application. Init reserves everything that a request
@@ -96,14 +99,25 @@ class LatencyDataMgr {
   bool IsReady() const { return m_bidirection_list != nullptr; }
   void Release();
 
-  // What is kept away from the path of a request: failures, and lines that are rarely wanted.
-  bool IsReportDue(RepetitiveFailure failure);
+  // What is kept off the path of a request, each ending the operation with its result: the first
+  // use of slots, failures, and lines that are rarely wanted.
+  int PushBackWithoutReleasedSlots(int32_t zone_id, int64_t send_time, int32_t ip, int32_t port);
   int RefuseForLatencyData(int record_id);
   int RefuseForListNode(int record_id, int node_id);
-  int RefuseToLink(LatencyData request);
+  int RefuseToLink(const LatencyData& request);
+  int RefuseToUnlink(const char* operation);
   int RefuseUnknownId(int32_t id);
-  void LogPushed(const LatencyData& request);
+  int RefuseNullManager(const char* operation);
+  int RefuseMissingRecord(const char* operation, int32_t zone_id);
+  int LogPushed(const LatencyData& request);
+  int WriteLogPushed(const LatencyData& request);
   void LogTimedOut(const LatencyData& request);
+  bool IsReportDue(RepetitiveFailure failure);
+
+  int Link(LatencyData& request, const ObjSlabTaken& node);
+  void PrefetchNodeBeside(int record_id) const;
+  int Forget(const LatencyData& request);
+  void GiveBackBoth(const char* operation, int record_id, int node_id);
 
   LPOBJSLAB m_latency_data_pool = nullptr;
   LPOBJSLAB m_list_node_pool = nullptr;

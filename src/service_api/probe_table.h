@@ -11,31 +11,28 @@ namespace KorvainService {
 // Open addressing with linear probing in one array: no node to chase and no division, which on the
 // request path saves about 60 instructions beside std::unordered_map. The array is a power of two,
 // at least MIN_SLOTS and at least twice as large as the number of entries, so that a probe ends
-// soon. Unlike a node-based map it moves its entries when it grows or erases: a pointer returned by
-// Find is valid only until the next change.
+// soon. ABSENT is a value that is never stored; it marks the free slots.
 //
 // Hash must spread keys over its low bits. Insert throws std::bad_alloc when the table cannot grow
 // and then leaves it as it was; nothing else allocates.
-template <class Key, class Value, class Hash>
+template <class Key, class Value, class Hash, Value ABSENT>
 class ProbeTable {
  public:
   ProbeTable() = default;
   ProbeTable(const ProbeTable&) = delete;
   ProbeTable& operator=(const ProbeTable&) = delete;
 
-  size_t Size() const { return m_size; }
+  // The value stored under `key`, or ABSENT.
+  Value Find(const Key& key) const { return FindHashed(key, Hash()(key)); }
 
-  // The value stored under `key`, or null.
-  const Value* Find(const Key& key) const {
-    const Slot& slot = m_slots[Locate(key)];
-    return slot.used ? &slot.value : nullptr;
-  }
+  // The same, for a caller that knows the hash of `key` already.
+  Value FindHashed(const Key& key, size_t hash) const { return Locate(key, hash).value; }
 
-  // False, and no change, when `key` is present.
-  bool Insert(const Key& key, const Value& value) {
-    if (m_slots[Locate(key)].used) return false;
+  // False, and no change, when `key` is present or `value` is ABSENT.
+  bool Insert(const Key& key, Value value) {
+    if (value == ABSENT || Find(key) != ABSENT) return false;
     if (2 * (m_size + 1) > m_mask + 1) Grow();
-    m_slots[Locate(key)] = Slot{key, value, true};
+    Locate(key, Hash()(key)) = Slot{key, value};
     ++m_size;
     return true;
   }
@@ -46,7 +43,7 @@ class ProbeTable {
     if (m_size == 0) return;
     size_t index = 0;
     while (index <= m_mask) {
-      if (m_slots[index].used && should_erase(m_slots[index].key)) {
+      if (m_slots[index].value != ABSENT && should_erase(m_slots[index].key)) {
         EraseAt(index);  // may have moved another entry here: look again
       } else {
         ++index;
@@ -57,44 +54,48 @@ class ProbeTable {
   template <class Visitor>
   void ForEachValue(Visitor visit) {
     for (size_t index = 0; index <= m_mask; ++index) {
-      if (m_slots[index].used) visit(m_slots[index].value);
+      if (m_slots[index].value != ABSENT) visit(m_slots[index].value);
     }
   }
 
  private:
   struct Slot {
-    Key key;
-    Value value;
-    bool used;
+    Key key{};
+    Value value = ABSENT;
   };
 
   static constexpr size_t MIN_SLOTS = 16;
 
   size_t HomeOf(const Key& key) const { return Hash()(key) & m_mask; }
 
-  // Where `key` stands or, when it is absent, the free slot where it would go.
-  size_t Locate(const Key& key) const {
-    size_t index = HomeOf(key);
-    while (m_slots[index].used && !(m_slots[index].key == key)) index = (index + 1) & m_mask;
-    return index;
+  // The slot in which `key` stands or, when it is absent, the free one into which it would go.
+  Slot& Locate(const Key& key, size_t hash) const {
+    for (size_t index = hash & m_mask;; index = (index + 1) & m_mask) {
+      Slot& slot = m_slots[index];
+      if (slot.value == ABSENT || slot.key == key) return slot;
+    }
   }
 
   void Grow() {
     const size_t old_count = m_mask + 1;
     const size_t new_count = old_count < MIN_SLOTS ? MIN_SLOTS : 2 * old_count;
-    std::unique_ptr<Slot[]> old_storage(new Slot[new_count]());
+    std::unique_ptr<Slot[]> old_storage(new Slot[new_count]);
     const Slot* old_slots = m_slots;
     m_storage.swap(old_storage);
     m_slots = m_storage.get();
     m_mask = new_count - 1;
     for (size_t index = 0; index < old_count; ++index) {
-      if (old_slots[index].used) m_slots[Locate(old_slots[index].key)] = old_slots[index];
+      if (old_slots[index].value != ABSENT) {
+        const Key& key = old_slots[index].key;
+        Locate(key, Hash()(key)) = old_slots[index];
+      }
     }
   }
 
   // Closes the gap by moving back each follower that may stand there, so that no tombstone is left.
   void EraseAt(size_t gap) {
-    for (size_t next = (gap + 1) & m_mask; m_slots[next].used; next = (next + 1) & m_mask) {
+    for (size_t next = (gap + 1) & m_mask; m_slots[next].value != ABSENT;
+         next = (next + 1) & m_mask) {
       const size_t distance_from_home = (next - HomeOf(m_slots[next].key)) & m_mask;
       const size_t distance_from_gap = (next - gap) & m_mask;
       if (distance_from_home >= distance_from_gap) {
@@ -102,7 +103,7 @@ class ProbeTable {
         gap = next;
       }
     }
-    m_slots[gap].used = false;
+    m_slots[gap].value = ABSENT;
     --m_size;
   }
 

@@ -34,7 +34,7 @@ struct StatisticKeyHash {
   }
 };
 
-using StatisticHashMap = ProbeTable<int64_t, SERVICEAPISTATISTIC*, StatisticKeyHash>;
+using StatisticHashMap = ProbeTable<int64_t, SERVICEAPISTATISTIC*, StatisticKeyHash, nullptr>;
 using StatisticOptionMap = std::unordered_map<int64_t, StatisticOption>;
 using StatisticIdNameMap = std::unordered_map<int32_t, std::string>;
 
@@ -80,13 +80,18 @@ class KorvainServiceStatisticMgr {
                                          : m_access_index_map->Find(zone_id, ip, port);
   }
 
+  // The same, for a caller that has a record of this manager, so that there is an index, and knows
+  // the access's hash (StatisticAccessInfoHash) already.
+  int FindAccessIndex(const StatisticAccessInfo& access, size_t hash) const {
+    return m_access_index_map->FindHashed(access, hash);
+  }
+
   // Forgets the slots of all accesses of the zone, so that they can be added again after Reset.
   void ClearAccess(int32_t zone_id);
 
   // The record of the pair, owned by the manager, or null when there is none.
   SERVICEAPISTATISTIC* GetServiceApiStatistic(int app_id, int zone_id) {
-    SERVICEAPISTATISTIC* const* statistic = m_statistic_map.Find(GetKey(app_id, zone_id));
-    return statistic == nullptr ? nullptr : *statistic;
+    return m_statistic_map.Find(GetKey(app_id, zone_id));
   }
 
   // Clears the record of the pair for a new period: tables, overall counts and text, accesses. Ids,
