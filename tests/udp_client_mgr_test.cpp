@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <ctime>
+#include <memory>
 #include <string>
 #include <vector>
 

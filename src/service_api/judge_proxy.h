@@ -108,6 +108,9 @@ class JudgeProxy {
   // pair, and the second where no setter came before, only start the waiting for the first cycle.
   // Every 300 seconds a cycle also drops all endpoints, of every pair, not evaluated for 300
   // seconds.
+  //
+  // A cycle that finds lower counters than the last one, as after a report, judges what the record
+  // has counted since; one right after a report therefore judges very few requests.
   void Update(int app_id, int zone_id, KorvainServiceStatisticMgr& statistic_mgr);
 
  private:

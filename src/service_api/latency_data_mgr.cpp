@@ -1,8 +1,5 @@
 #include "service_api/latency_data_mgr.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-
 #include <cstdint>
 #include <new>
 
@@ -15,7 +12,6 @@
 // registers: 30 instructions a request.
 #define HOT_INLINE __attribute__((always_inline)) inline
 #define LIKELY(condition) __builtin_expect(condition, true)
-#define COLD __attribute__((cold, noinline))
 
 namespace KorvainService {
 
@@ -25,16 +21,8 @@ constexpr size_t LATENCY_DATA_SIZE = sizeof(LatencyData);
 constexpr size_t LIST_NODE_SIZE = sizeof(LIST_NODE);
 
 // In whose name what is kept off their paths reports.
-constexpr char PUSH_BACK[] = "PushBack";
 constexpr char CALCULATE_DELAY[] = "CalculateDelay";
 constexpr char TRAVERSE[] = "TraverseForDeleteTimeOutNode";
-
-// The address in dotted form, in a buffer that the next call overwrites.
-const char* Dotted(int32_t ip) {
-  in_addr address{};
-  address.s_addr = static_cast<in_addr_t>(ip);
-  return inet_ntoa(address);
-}
 
 // The time from `from` to `to`, which wraps to a huge value when `from` is the later one.
 uint64_t Elapsed(int64_t from, int64_t to) {
@@ -70,13 +58,6 @@ template <class Status>
 void AddDelay(Status& status, uint64_t delay) {
   status.ullAverageDelay += delay;
   ++status.dwCalculateAverageDelayResCount;
-}
-
-template <size_t SLOT_SIZE>
-HOT_INLINE void GiveBack(LPOBJSLAB pool, int id, Logger* logger, const char* operation) {
-  if (!ObjSlabGiveBack<SLOT_SIZE>(pool, id)) {
-    KORVAIN_LOG_AS(operation, logger, KORVAIN_LOG_LEVEL_ERROR, "objslab_free failed. id:%d", id);
-  }
 }
 
 }  // namespace
@@ -151,8 +132,9 @@ int LatencyDataMgr::PushBack(int32_t zone_id, int64_t send_time, int32_t ip, int
   return Link(request, ObjSlabTakeReleased<LIST_NODE_SIZE>(m_list_node_pool));
 }
 
-COLD int LatencyDataMgr::PushBackWithoutReleasedSlots(int32_t zone_id, int64_t send_time,
-                                                      int32_t ip, int32_t port) {
+__attribute__((cold)) int LatencyDataMgr::PushBackWithoutReleasedSlots(int32_t zone_id,
+                                                                       int64_t send_time,
+                                                                       int32_t ip, int32_t port) {
   if (!IsReady()) return RefuseForLatencyData(-1);
   const ObjSlabTaken record = ObjSlabTake<LATENCY_DATA_SIZE>(m_latency_data_pool);
   if (record.memory == nullptr) return RefuseForLatencyData(record.id);
@@ -243,118 +225,6 @@ int LatencyDataMgr::TraverseForDeleteTimeOutNode(KorvainServiceStatisticMgr* sta
     ObjSlabGiveBackInUse<LIST_NODE_SIZE>(m_list_node_pool, node_id);
   }
   return 0;
-}
-
-HOT_INLINE void LatencyDataMgr::GiveBackBoth(const char* operation, int record_id, int node_id) {
-  GiveBack<LATENCY_DATA_SIZE>(m_latency_data_pool, record_id, m_logger, operation);
-  GiveBack<LIST_NODE_SIZE>(m_list_node_pool, node_id, m_logger, operation);
-}
-
-// Counts one occurrence; true for one in MAX_LOG_FREQUENCY, beginning with the one after the first
-// MAX_LOG_FREQUENCY.
-bool LatencyDataMgr::IsReportDue(RepetitiveFailure failure) {
-  int& occurrences = m_log_frequency[failure];
-  if (occurrences >= MAX_LOG_FREQUENCY) {
-    occurrences = 1;
-    return true;
-  }
-  ++occurrences;
-  return false;
-}
-
-COLD int LatencyDataMgr::RefuseForLatencyData(int record_id) {
-  if (!IsReady() || objslab_is_full(m_latency_data_pool) != 0) {
-    if (IsReportDue(LATENCY_DATA_POOL_FULL)) {
-      KORVAIN_LOG_AS(PUSH_BACK, m_logger, KORVAIN_LOG_LEVEL_ERROR, "objslab is full, frequency:%d",
-                     MAX_LOG_FREQUENCY);
-    }
-  } else if (record_id < 0) {
-    KORVAIN_LOG_AS(PUSH_BACK, m_logger, KORVAIN_LOG_LEVEL_ERROR, "objslab_alloc failed. ");
-  } else {
-    GiveBack<LATENCY_DATA_SIZE>(m_latency_data_pool, record_id, m_logger, PUSH_BACK);
-    KORVAIN_LOG_AS(PUSH_BACK, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                   "objslab_get for latency data pool failed. ");
-  }
-  return API_ERR_ALLOCATE_MEMORY;
-}
-
-COLD int LatencyDataMgr::RefuseForListNode(int record_id, int node_id) {
-  if (objslab_is_full(m_list_node_pool) != 0) {
-    if (IsReportDue(LIST_NODE_POOL_FULL)) {
-      KORVAIN_LOG_AS(PUSH_BACK, m_logger, KORVAIN_LOG_LEVEL_ERROR, "objslab is full, frequency:%d",
-                     MAX_LOG_FREQUENCY);
-    }
-    GiveBack<LATENCY_DATA_SIZE>(m_latency_data_pool, record_id, m_logger, PUSH_BACK);
-  } else if (node_id < 0) {
-    KORVAIN_LOG_AS(PUSH_BACK, m_logger, KORVAIN_LOG_LEVEL_ERROR, "objslab_alloc failed. ");
-    GiveBack<LATENCY_DATA_SIZE>(m_latency_data_pool, record_id, m_logger, PUSH_BACK);
-  } else {
-    GiveBackBoth(PUSH_BACK, record_id, node_id);
-    KORVAIN_LOG_AS(PUSH_BACK, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                   "objslab_get for bidirection list pool failed. ");
-  }
-  return API_ERR_ALLOCATE_MEMORY;
-}
-
-COLD int LatencyDataMgr::RefuseToLink(const LatencyData& request) {
-  const LatencyData refused = request;  // its slot is given back before the line is written
-  GiveBackBoth(PUSH_BACK, refused.id_for_latency_data, refused.id_for_list_node);
-  KORVAIN_LOG_AS(PUSH_BACK, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                 "m_bidirection_list->Insert() failed. send time:%lu, ip:%s, port:%d, zone_id:%d",
-                 static_cast<unsigned long>(refused.time_ms), Dotted(refused.ip), refused.port,
-                 refused.zone_id);
-  return GEN_ERR_ERR;
-}
-
-COLD int LatencyDataMgr::RefuseToUnlink(const char* operation) {
-  KORVAIN_LOG_AS(operation, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                 "m_bidirection_list->Remove() failed.");
-  return GEN_ERR_ERR;
-}
-
-COLD int LatencyDataMgr::RefuseUnknownId(int32_t id) {
-  if (IsReportDue(UNKNOWN_ID)) {
-    KORVAIN_LOG_AS(CALCULATE_DELAY, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                   "objslab_get for latency data pool failed. id:%d, frequency:%d", id,
-                   MAX_LOG_FREQUENCY);
-  }
-  return GEN_ERR_ERR;
-}
-
-COLD int LatencyDataMgr::RefuseNullManager(const char* operation) {
-  KORVAIN_LOG_AS(operation, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                 "the input parameter is invalid, NULL == statistic_mgr");
-  return API_ERR_PARAMETER_INVALID;
-}
-
-COLD int LatencyDataMgr::RefuseMissingRecord(const char* operation, int32_t zone_id) {
-  KORVAIN_LOG_AS(operation, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                 "statistic_mgr->GetServiceApiStatistic failed. app_id:%d, zone_id:%d", m_app_id,
-                 zone_id);
-  return GEN_ERR_ERR;
-}
-
-// The end of a PushBack whose manager has a logger.
-int LatencyDataMgr::LogPushed(const LatencyData& request) {
-  if (m_logger->IsPriorityEnabled(KORVAIN_LOG_LEVEL_DEBUG)) return WriteLogPushed(request);
-  return request.id_for_latency_data;
-}
-
-COLD int LatencyDataMgr::WriteLogPushed(const LatencyData& request) {
-  KORVAIN_LOG_AS(PUSH_BACK, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
-                 "m_bidirection_list->Insert() success. send time:%lu, ip:%s, port:%d, "
-                 "zone_id:%d, id_for_latency_data:%d, id_for_list_node:%d",
-                 static_cast<unsigned long>(request.time_ms), Dotted(request.ip), request.port,
-                 request.zone_id, request.id_for_latency_data, request.id_for_list_node);
-  return request.id_for_latency_data;
-}
-
-COLD void LatencyDataMgr::LogTimedOut(const LatencyData& request) {
-  KORVAIN_LOG_AS(TRAVERSE, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                 "it is timeout. app_id:%d, zone_id:%d, ip:%s, port:%d, id_for_latency_data:%d, "
-                 "id_for_list_node:%d",
-                 m_app_id, request.zone_id, Dotted(request.ip), request.port,
-                 request.id_for_latency_data, request.id_for_list_node);
 }
 
 }  // namespace KorvainService

@@ -70,7 +70,8 @@ class LatencyDataMgr {
 
   // Takes the response to the request `id`, received at `recv_time`. A delay above 0 is added to
   // the overall delay sum of the zone's record and, when the access is in use in the record, to
-  // that of the access. The request is then forgotten.
+  // that of the access. The request is then forgotten. With the send time for `recv_time` nothing
+  // is counted: so a request is withdrawn that could not be sent after all.
   //
   // Returns 0. API_ERR_PARAMETER_INVALID for a null statistic_mgr. GEN_ERR_ERR for an id that names
   // no request in flight, the ordinary outcome for a response that comes after its request has

@@ -20,10 +20,11 @@ void CopyText(char (&field)[SIZE], const char* text) {
   CopyText(field, SIZE, text);
 }
 
-// The text behind the six-character scheme prefix, which is skipped unseen; the empty text when
-// `url` is shorter than that.
+inline constexpr size_t SCHEME_LENGTH = 6;
+
+// The text behind the scheme prefix, which is skipped unseen; the empty text when `url` is shorter
+// than that.
 inline const char* SkipScheme(const char* url) {
-  constexpr size_t SCHEME_LENGTH = 6;
   return url + strnlen(url, SCHEME_LENGTH);
 }
 

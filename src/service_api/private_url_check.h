@@ -6,7 +6,8 @@
 
 namespace KorvainService {
 
-// Whether `url` is "udp://", a dotted IPv4 address, ':' and a port. Says at DEBUG what is wrong,
+// Whether `url` is "udp://", a dotted IPv4 address, ':' and a port, where a run of separators
+// counts as one. Says at DEBUG what is wrong,
 // except for a null URL and one with 128 characters or more behind the prefix.
 bool CheckURL(const char* url, Logger* logger);
 

@@ -44,8 +44,8 @@ using StatisticIdNameMap = std::unordered_map<int32_t, std::string>;
 // Not thread-safe: the caller serialises all calls, those of LatencyDataMgr and JudgeProxy that
 // reach into the records included. Records are never moved or freed before the manager is
 // destroyed, so pointers to records and to their parts stay valid for its whole life. Operations
-// throw nothing but std::bad_alloc, when an entry of a map cannot be allocated; nothing leaks then
-// and the manager stays usable.
+// throw nothing but std::bad_alloc, when an entry of a map or a name cannot be allocated; nothing
+// leaks then and the manager stays usable.
 class KorvainServiceStatisticMgr {
  public:
   KorvainServiceStatisticMgr() = default;
@@ -73,8 +73,9 @@ class KorvainServiceStatisticMgr {
   int AddAccess(int32_t app_id, int32_t zone_id, const char* url, int ip, int port,
                 const char* svr_id);
 
-  // The slot of an access, or -1. A slot is valid in a record only while it is below the record's
-  // iAccessCount: Reset empties the record's array and leaves the index alone.
+  // The slot of an access, or -1. It belongs to the record of the application that registered the
+  // access, and is valid there only while it is below the record's iAccessCount: Reset empties the
+  // record's array and leaves the index alone.
   int FindAccessIndex(int32_t zone_id, int32_t ip, int32_t port) const {
     return m_access_index_map == nullptr ? INVALID_ARRAY_INDEX
                                          : m_access_index_map->Find(zone_id, ip, port);
@@ -87,6 +88,7 @@ class KorvainServiceStatisticMgr {
   }
 
   // Forgets the slots of all accesses of the zone, so that they can be added again after Reset.
+  // Those of every application: where several share a zone, reset all their records first.
   void ClearAccess(int32_t zone_id);
 
   // The record of the pair, owned by the manager, or null when there is none.
@@ -95,7 +97,8 @@ class KorvainServiceStatisticMgr {
   }
 
   // Clears the record of the pair for a new period: tables, overall counts and text, accesses. Ids,
-  // process information, options and access index are kept. No effect when there is no record.
+  // process information, options and access index are kept, so ClearAccess of the zone and
+  // AddAccess of every access come next. No effect when there is no record.
   void Reset(int app_id, int zone_id);
 
   // The counters of an access of the record's zone, for the caller to count in, or null when the
@@ -103,8 +106,9 @@ class KorvainServiceStatisticMgr {
   ACCESSRUNSTATUS* GetAccessRunStatus(SERVICEAPISTATISTIC& statistic, int32_t ip, int32_t port);
   ACCESSRUNSTATUS* GetAccessRunStatus(int app_id, int zone_id, int32_t ip, int32_t port);
 
-  // Settings of the pair's reports. Each setter creates the options of a pair that has none, with
-  // the defaults: period 60, last report now, ids 0, empty text. Getters give 0 for such a pair.
+  // Settings of the pair's reports, of which the ids are only stored. Each setter creates the
+  // options of a pair that has none, with the defaults: period 60, last report now, ids 0, empty
+  // text. Getters give 0 for such a pair.
 
   // Seconds between two reports, 60 or more; anything below becomes 60.
   void SetReportPeriod(int32_t app_id, int32_t zone_id, int32_t period);
@@ -114,10 +118,12 @@ class KorvainServiceStatisticMgr {
   int32_t GetBusinessId(int32_t app_id, int32_t zone_id) const;
   void SetMetalibId(int32_t app_id, int32_t zone_id, int32_t metalib_id);
   int32_t GetMetalibId(int32_t app_id, int32_t zone_id) const;
-  // Text that CalculateAverage copies into each report: the first 511 characters, copied here.
+  // Text that CalculateAverage copies into each report: the first 511 characters, copied here. A
+  // null text stands for the empty one.
   void SetUserDefineText(int32_t app_id, int32_t zone_id, const char* user_define_text);
 
   // Whether a report is due at `cur_time` (seconds): a report period has passed since the last one.
+  // False for a pair without options.
   // When the clock has gone back behind the last report, clears the record (as Reset does), takes
   // `cur_time` for the last report and answers false.
   bool IsShouldReportStatisticNow(int32_t app_id, int32_t zone_id, int64_t cur_time);
@@ -125,7 +131,8 @@ class KorvainServiceStatisticMgr {
   // Rewrites the record for its report: counts become events per minute since the last report,
   // delay sums become means, and the user-defined text is copied in. To be called once per report.
   // When no time has passed since the last report or the clock has gone back, clears the record and
-  // takes `cur_time` for the last report instead.
+  // takes `cur_time` for the last report instead. No effect for a pair without options or record.
+  // Of tables and accesses at most the first 256 are rewritten, whatever the counts say.
   //
   // A rate is count * 60 modulo 2^32, divided by the seconds passed: counts above 71,582,788 wrap.
   void CalculateAverage(int32_t app_id, int32_t zone_id, int64_t cur_time);
@@ -139,6 +146,7 @@ class KorvainServiceStatisticMgr {
   const char* GetAppName(int32_t app_id) const;
   const char* GetZoneName(int32_t zone_id) const;
 
+  // One more id among the settings of the pair's reports.
   void SetDynamicErrorCode(int32_t app_id, int32_t zone_id, int32_t dynamic_error_code);
   int32_t GetDynamicErrorCode(int32_t app_id, int32_t zone_id) const;
 

@@ -55,8 +55,8 @@ constexpr size_t ACCESS_COUNTERS[] = {
     offsetof(ACCESSRUNSTATUS, dwDynamicErrCountPerMin),
 };
 
-// Events per minute: 30 events in 20 seconds are 90. The product is 32 bits wide, as in every
-// reporter that the collect servers know, so it wraps for counts above 71,582,788.
+// Events per minute: 30 events in 20 seconds are 90. The product is 32 bits wide, so it wraps for
+// counts above 71,582,788.
 uint32_t PerMinute(uint32_t count, uint64_t seconds) {
   const uint32_t product = count * 60u;
   return static_cast<uint32_t>(product / seconds);

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 
 #include "common/korvain_error_code.h"
 #include "service_api/private_log.h"
@@ -90,7 +89,6 @@ int UDPClient::ParseURL(const char* url) {
     return KORVAIN_FAIL(API_ERR_PARAMETER_INVALID, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
                         "NULL == url");
   }
-  constexpr size_t SCHEME_LENGTH = 6;
   if (strnlen(url, SCHEME_LENGTH) < SCHEME_LENGTH) {
     return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
                         "parse url failed -- url is too short, url=%s\n", url);
@@ -102,8 +100,14 @@ int UDPClient::ParseURL(const char* url) {
                         "parse url failed -- no port in url, url=%s\n", url);
   }
 
-  // Every dotted address fits into the string without allocation.
-  const int converted = inet_aton(std::string(host, colon).c_str(), &m_sock_addr.sin_addr);
+  // A host that does not fit is no address.
+  char address[MAX_URL_LENGTH_FOR_STATISTIC];
+  const auto length = static_cast<size_t>(colon - host);
+  int converted = 0;
+  if (length < sizeof(address)) {
+    CopyText(address, length + 1, host);
+    converted = inet_aton(address, &m_sock_addr.sin_addr);
+  }
   if (converted == 0) {
     return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
                         "parse url failed -- aton(ip), url=%s, iret=%d\n", url, converted);

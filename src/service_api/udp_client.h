@@ -11,7 +11,7 @@ namespace KorvainService {
 
 // One unconnected, non-blocking datagram socket and its destination. Never blocks, retries, splits
 // or receives. Everything it logs, failures included, is at DEBUG. Not thread-safe; nothing is
-// thrown for any URL that UDPClientMgr accepts.
+// thrown.
 class UDPClient {
  public:
   UDPClient() = default;
@@ -20,16 +20,17 @@ class UDPClient {
   UDPClient& operator=(const UDPClient&) = delete;
 
   // Opens the socket for `url`: six characters of scheme, skipped unseen, an IPv4 address in a form
-  // that inet_aton takes, ':' and a port of 1 to 65535, behind which anything may follow. A socket
-  // that is open already is closed once the new URL has been parsed. The logger is borrowed, may be
-  // null, and is taken also when the call fails.
+  // that inet_aton takes, ':' and a port of 1 to 65535, read by strtol as 32 bits, behind which
+  // anything may follow. A socket that is open already is closed once the new URL has been parsed.
+  // One that cannot be made non-blocking stays open until Fini or the next Init. The logger is
+  // borrowed, may be null, and is taken also when the call fails.
   //
   // Returns 0; API_ERR_PARAMETER_INVALID for a null URL; GEN_ERR_ERR when the URL cannot be parsed
   // or no non-blocking socket can be had. After a failure the client is not to be used for Send
   // until an Init has succeeded.
   int Init(const char* url, Logger* logger);
 
-  // Closes the socket, if there is one.
+  // Closes the socket. Calling it again is harmless.
   void Fini();
 
   // Sends `buf_len` bytes (1 to 65536, of which IPv4 carries at most 65507) as one datagram.

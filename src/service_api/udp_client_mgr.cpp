@@ -10,6 +10,12 @@
 
 namespace KorvainService {
 
+namespace {
+
+constexpr char OPERATION[] = "AddCollectServerAddress";  // in whose name its steps report
+
+}  // namespace
+
 int UDPClientMgr::Init(Logger* logger) {
   m_logger = logger;
   CloseClient();
@@ -30,7 +36,6 @@ void UDPClientMgr::AddCollectServerAddress(const char** collect_server_url, int3
 }
 
 void UDPClientMgr::CollectValidUrls(const char** collect_server_url, int32_t count) {
-  constexpr char OPERATION[] = "AddCollectServerAddress";
   m_url_count = 0;
   if (collect_server_url == nullptr) return;
   for (int32_t i = 0; i < count; ++i) {
@@ -52,7 +57,6 @@ void UDPClientMgr::CollectValidUrls(const char** collect_server_url, int32_t cou
 }
 
 void UDPClientMgr::OpenClientFromRandomStart() {
-  constexpr char OPERATION[] = "AddCollectServerAddress";
   int index = rand() % m_url_count;
   for (int attempt = 0; attempt < m_url_count; ++attempt) {
     const int ret = m_udp_client.Init(m_url[index], m_logger);

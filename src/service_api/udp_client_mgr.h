@@ -11,7 +11,8 @@
 namespace KorvainService {
 
 // Keeps one UDPClient open to one of up to 32 collect servers. The first is chosen at random; a
-// failed send closes the client, and each Update then tries the next server in turn.
+// failed send closes the client, and each Update then tries one server, in turn from the first of
+// the list.
 //
 // UDP tells nobody whether a datagram arrives: a server that has gone, on a host that still routes,
 // is not noticed. What fails a send is local: no route, a full socket buffer, a report of more than
@@ -30,10 +31,14 @@ class UDPClientMgr {
   int Init(Logger* logger);
 
   // Replaces the list of servers by the valid ones among `count` URLs, at most the first 32 of
-  // them, closes the client and opens it on one of them, chosen with rand(). A valid URL is made of
-  // "udp://", four decimal numbers of at most 255 joined by dots, ':' and a decimal port of at most
-  // five digits and at most 65535. The texts are copied; invalid ones are logged and left out. A
-  // null list stands for one without valid URLs. With a count of 0 nothing changes.
+  // them, and closes the client. Then tries to open it on each of them once, from one chosen with
+  // rand() onward, until one opens. With a count of 0 nothing changes; with a negative count or a
+  // null list no server is left.
+  //
+  // A valid URL is made of "udp://", four decimal numbers of at most 255 joined by dots, ':' and a
+  // decimal port of at most five digits and at most 65535; behind the prefix it has fewer than 128
+  // characters. The texts are copied; invalid ones are logged and left out. Port 0 and repeated
+  // separators pass here but cannot be opened, and a number with a leading zero is opened as octal.
   void AddCollectServerAddress(const char** collect_server_url, int32_t count);
 
   // Sends one report as one datagram; see UDPClient::Send for sizes.
@@ -43,7 +48,9 @@ class UDPClientMgr {
   // is lost then, and the client closed until an Update opens it again.
   int Send(const char* buff, int buff_len);
 
-  // To be called over and over: tries to open a closed client on the next server of the list.
+  // To be called over and over: tries to open a closed client on the next server of the list. The
+  // first turn is that of the first server, whichever was chosen at random, even if it has just
+  // failed; one turn later it is the next one's.
   void Update();
 
  private:

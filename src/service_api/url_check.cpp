@@ -16,10 +16,10 @@ constexpr size_t URL_PREFIX_LENGTH = sizeof(URL_PREFIX) - 1;
 constexpr size_t MAX_PORT_LEN = 5;
 constexpr size_t MAX_IP_PART_LEN = 3;
 
-// Whether `text` is `max_length` decimal digits or fewer with a value of at most `max_value`.
+// Whether `text` is 1 to `max_length` decimal digits with a value of at most `max_value`.
 bool IsNumber(const char* text, size_t max_length, long max_value) {
   const size_t length = strlen(text);
-  return length <= max_length && strspn(text, "0123456789") == length &&
+  return length > 0 && length <= max_length && strspn(text, "0123456789") == length &&
          strtol(text, nullptr, 10) <= max_value;
 }
 
@@ -50,7 +50,7 @@ bool CheckURL(const char* url, Logger* logger) {
                         "the url is invalid, not include \"udp://\", url:%s", url);
   }
 
-  // A longer text could not be stored whole; it is refused rather than judged on a part of it.
+  // A text that does not fit is refused rather than judged on a part of it.
   char text[MAX_URL_LENGTH_FOR_STATISTIC];
   if (strlen(url + URL_PREFIX_LENGTH) >= sizeof(text)) return false;
   CopyText(text, url + URL_PREFIX_LENGTH);

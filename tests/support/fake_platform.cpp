@@ -138,22 +138,29 @@ int socket(int domain, int type, int protocol) noexcept {
 }
 
 int fcntl(int fd, int command, ...) {
-  va_list arguments;
-  va_start(arguments, command);
-  void* const argument = va_arg(arguments, void*);
-  va_end(arguments);
-  if (active != nullptr && command == F_GETFL && active->getfl_result) {
-    return *active->getfl_result;
+  if (active == nullptr || (command != F_GETFL && command != F_SETFL)) {
+    va_list arguments;
+    va_start(arguments, command);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    return test::Real<int(int, int, ...)>(nullptr, "fcntl")(fd, command, argument);
   }
-  if (active != nullptr && command == F_SETFL) {
-    active->flags_set.push_back(static_cast<int>(reinterpret_cast<intptr_t>(argument)));
+  int flags = 0;
+  if (command == F_GETFL) {
+    if (active->getfl_result) return *active->getfl_result;
+  } else {
+    va_list arguments;
+    va_start(arguments, command);
+    flags = va_arg(arguments, int);
+    va_end(arguments);
+    active->flags_set.push_back(flags);
     if (const int error = test::Take(active->setfl_errors)) {
       errno = error;
       return -1;
     }
     if (active->getfl_result) return 0;
   }
-  return test::Real<int(int, int, ...)>(nullptr, "fcntl")(fd, command, argument);
+  return test::Real<int(int, int, ...)>(nullptr, "fcntl")(fd, command, flags);
 }
 
 ssize_t sendto(int fd, const void* data, size_t length, int flags, const sockaddr* to,
