@@ -9,7 +9,8 @@ Accesses MakeAccesses(int zones, int per_zone) {
   for (int zone = 0; zone < zones; ++zone) {
     for (int i = 0; i < per_zone; ++i) {
       // The port numbers all accesses, so that the floor finds its counters by it.
-      accesses.push_back({zone, 0x0100000A + (i << 24), static_cast<int32_t>(accesses.size())});
+      const auto ip = static_cast<int32_t>(0x0100000Au + (static_cast<uint32_t>(i) << 24));
+      accesses.push_back({zone, ip, static_cast<int32_t>(accesses.size())});
     }
   }
   return accesses;

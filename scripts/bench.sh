@@ -24,25 +24,33 @@ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O2
   -DKORVAIN_STATISTIC_BUILD_EXAMPLES=OFF >/dev/null
 cmake --build "$build" --parallel "$(nproc)" >/dev/null
 
-# Instructions of one run.
-collected() {
-  valgrind --tool=callgrind --callgrind-out-file=/dev/null \
+# Leaves the instructions of one run in $collected.
+collect() {
+  collected=$(valgrind --tool=callgrind --callgrind-out-file=/dev/null \
     "$build/bench/korvain_statistic_instruction_probe" "$@" 2>&1 |
-    sed -nE 's/.*Collected : ([0-9]+).*/\1/p'
+    sed -nE 's/.*Collected : ([0-9]+).*/\1/p')
+  if ! [[ $collected =~ ^[0-9]+$ ]]; then
+    echo "callgrind did not count: $*" >&2
+    exit 1
+  fi
 }
 
-# Instructions per request: of 100,000 requests more, without what no tracker costs.
-per_request() {
-  local tracker=$1 workload=$2 zones=$3 per_zone=$4 few many
-  few=$(collected "$tracker" "$workload" "$zones" "$per_zone" 100000)
-  many=$(collected "$tracker" "$workload" "$zones" "$per_zone" 200000)
-  echo $(((many - few + 50000) / 100000))
+# Leaves the instructions per request in $per_request: what 100,000 requests more cost.
+count_per_request() {
+  collect "$@" 100000
+  local few=$collected
+  collect "$@" 200000
+  per_request=$(((collected - few + 50000) / 100000))
 }
 
+# One row: what a tracker costs more than another, or than none.
 instruction_row() {
-  local text=$1 goal=$2 tracker=$3 base=$4
+  local text=$1 goal=$2 tracker=$3 base=$4 count
   shift 4
-  local count=$(($(per_request "$tracker" "$@") - $(per_request "$base" "$@")))
+  count_per_request "$tracker" "$@"
+  count=$per_request
+  count_per_request "$base" "$@"
+  count=$((count - per_request))
   printf '%-52s %8d  <= %d%s\n' "$text" "$count" "$goal" \
     "$([ "$count" -le "$goal" ] || echo '  NOT MET')"
 }
@@ -57,8 +65,6 @@ if [ "$instructions" = yes ]; then
   exit 0
 fi
 
-echo "Resident memory of a latency manager (goals: 16 KB idle, 80 KB with 1,000 and 7,168 KB with"
-echo "100,000 requests in flight):"
 "$build/bench/korvain_statistic_memory_probe"
 "$build/bench/korvain_statistic_bench" --benchmark_enable_random_interleaving=true \
   --benchmark_repetitions=5 --benchmark_min_time=0.03 ${options[@]+"${options[@]}"}

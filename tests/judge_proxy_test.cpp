@@ -30,7 +30,10 @@ class JudgeProxyTest : public ::testing::Test {
     test::wall_seconds = START;
     AddEndpoint(APP, ZONE, URL);
   }
-  ~JudgeProxyTest() override { test::wall_seconds.reset(); }
+  ~JudgeProxyTest() override {
+    EXPECT_TRUE(logger.is_place_sound);
+    test::wall_seconds.reset();
+  }
 
   void AddEndpoint(int app_id, int zone_id, const char* url) {
     mgr.CreateStatisticMap(1, app_id, zone_id);
@@ -103,6 +106,37 @@ TEST(JudgeProxyKey, ComparesIdsAndTheKept127Characters) {
   EXPECT_FALSE(key == JudgeProxyMapKeyInfo(2, 2, text.c_str()));
   EXPECT_FALSE(key == JudgeProxyMapKeyInfo(1, 1, text.c_str()));
   EXPECT_TRUE(JudgeProxyMapKeyInfo(1, 2, nullptr) == JudgeProxyMapKeyInfo(1, 2, ""));
+}
+
+TEST_F(JudgeProxyTest, ReadsTheClockOncePerUpdateAndSuccessfulReset) {
+  test::wall_reads = 0;
+  Begin();
+  SetCounts(10, 10, 0);
+  Cycle();
+  EXPECT_EQ(test::wall_reads, 3);
+  judge.SetThreshold(APP, ZONE, 70);
+  judge.IsShouldCheck(APP, ZONE);
+  judge.IsProxyUnavailable(APP, ZONE, URL);
+  judge.ResetJudgeProxyStatus(APP, ZONE, nullptr);
+  judge.ResetJudgeProxyStatus(APP, ZONE, "udp://unknown");
+  EXPECT_EQ(test::wall_reads, 3);
+  judge.ResetJudgeProxyStatus(APP, ZONE, URL);
+  EXPECT_EQ(test::wall_reads, 4);
+}
+
+TEST_F(JudgeProxyTest, JudgesWithoutALogger) {
+  JudgeProxy silent(nullptr);
+  silent.SetCheckTimes(APP, ZONE, 1);
+  SetCounts(10, 10, 0);
+  for (const int64_t later : {0, 11}) {
+    *test::wall_seconds += later;
+    silent.Update(APP, ZONE, mgr);
+  }
+  *test::wall_seconds += 11;
+  silent.Update(APP, ZONE, mgr);  // nothing new
+  EXPECT_EQ(silent.ResetJudgeProxyStatus(APP, ZONE, nullptr), -1);
+  EXPECT_TRUE(silent.IsProxyUnavailable(APP, ZONE, URL));
+  EXPECT_EQ(silent.ResetJudgeProxyStatus(APP, ZONE, URL), 0);
 }
 
 // One endpoint through its cycles: counters, bad cycles afterwards, level of the summary line (0:

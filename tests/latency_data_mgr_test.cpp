@@ -30,6 +30,7 @@ class LatencyDataMgrTest : public ::testing::Test {
     EXPECT_EQ(latency.Init(APP, 3000, 100, &logger), 0);
     logger.Take();
   }
+  ~LatencyDataMgrTest() override { EXPECT_TRUE(logger.is_place_sound); }
 
   OVERALLRUNSTATUS& Overall() { return mgr.GetServiceApiStatistic(APP, ZONE)->stOverallRunStatus; }
   ACCESSRUNSTATUS& Access() { return *mgr.GetAccessRunStatus(APP, ZONE, IP, PORT); }
@@ -57,6 +58,59 @@ TEST_F(LatencyDataMgrTest, InitRefusesBadArgumentsAndChangesNothing) {
   }
   EXPECT_EQ(latency.CalculateDelay(id, 1250, &mgr), 0);
   EXPECT_EQ(+Overall().ullAverageDelay, 250u);
+}
+
+TEST_F(LatencyDataMgrTest, ARefusedInitKeepsTimeOutLimitAndLogger) {
+  test::RecordingLogger other;
+  latency.Init(8, 50, 0, &other);
+  latency.Init(8, 0, 1, &other);
+  other.Take();
+  Push(1000);
+  Push(1000);
+  test::clock_ms = 3999;
+  EXPECT_EQ(Sweep(), 0);
+  EXPECT_EQ(+Overall().dwTimeoutCountPerMin, 0u);
+  test::clock_ms = 4000;
+  EXPECT_EQ(Sweep(), 0);
+  EXPECT_EQ(+Overall().dwTimeoutCountPerMin, 2u);
+  EXPECT_EQ(logger.Take().size(), 2u);
+  EXPECT_TRUE(other.Take().empty());
+}
+
+TEST_F(LatencyDataMgrTest, ASecondInitBringsItsOwnSettings) {
+  mgr.CreateStatisticMap(1, 8, ZONE);
+  EXPECT_EQ(latency.Init(8, 500, 1, &logger), 0);
+  Push(1000);
+  Push(1000);
+  test::clock_ms = 1500;
+  EXPECT_EQ(Sweep(), 0);
+  EXPECT_EQ(+mgr.GetServiceApiStatistic(8, ZONE)->stOverallRunStatus.dwTimeoutCountPerMin, 1u);
+  EXPECT_EQ(+Overall().dwTimeoutCountPerMin, 0u);
+}
+
+// Before it is ready a manager counts its refusals like any other, and only an Init that succeeds
+// starts the counts again.
+TEST_F(LatencyDataMgrTest, CountsRefusalsBeforeItIsReady) {
+  const test::Allocations allocations;
+  const auto fail_init = [&] {
+    test::Allocations::Restart(1);
+    EXPECT_EQ(latency.Init(APP, 3000, 100, &logger), API_ERR_ALLOCATE_MEMORY);
+    test::Allocations::Restart();
+    logger.Take();
+  };
+  fail_init();
+  for (int i = 0; i < 60000; ++i) Push(1000);
+  for (int i = 0; i < 99999; ++i) latency.CalculateDelay(i, 1, &mgr);
+  fail_init();
+  for (int i = 0; i < 40000; ++i) Push(1000);
+  latency.CalculateDelay(5, 1, &mgr);
+  EXPECT_TRUE(logger.lines.empty());
+  EXPECT_EQ(Push(1000), API_ERR_ALLOCATE_MEMORY);
+  EXPECT_EQ(latency.CalculateDelay(6, 1, &mgr), GEN_ERR_ERR);
+  EXPECT_EQ(logger.Take(),
+            (LogLines{{ERROR, "PushBack", "objslab is full, frequency:100000"},
+                      {ERROR, "CalculateDelay",
+                       "objslab_get for latency data pool failed. id:6, frequency:100000"}}));
 }
 
 TEST_F(LatencyDataMgrTest, InitReportsEachAllocation) {
@@ -213,12 +267,14 @@ TEST_F(LatencyDataMgrTest, LogsATimeOutWithItsAccess) {
 TEST_F(LatencyDataMgrTest, ASweepIsBounded) {
   for (int i = 0; i < 250; ++i) Push(1000);
   test::clock_ms = 4000;
+  logger.priority_queries = 0;
   test::clock_reads = 0;
   for (const uint32_t expired : {100u, 200u, 250u, 250u}) {
     EXPECT_EQ(Sweep(), 0);
     EXPECT_EQ(+Overall().dwTimeoutCountPerMin, expired);
   }
   EXPECT_EQ(test::clock_reads, 250) << "read once for each entry examined";
+  EXPECT_EQ(logger.priority_queries, 0) << "only PushBack asks";
   latency.SetLimit(2);
   for (int i = 0; i < 300; ++i) Push(1000);
   EXPECT_EQ(Sweep(), 0);

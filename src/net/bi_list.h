@@ -10,8 +10,9 @@
 //   for (LIST_NODE* n = list.Head(); n != nullptr; n = n->pNext) Use(n->pData);
 //   list.Remove(&node);                                   // from wherever it stands
 //
-// A node is in at most one list at a time. The links of a node that is not linked may hold
-// anything. The list touches no node when it is destroyed. Not thread-safe.
+// A node is in at most one list at a time. The links of a node that is to be linked may hold
+// anything; those of one given to Remove, or to be linked before, are followed and must be null or
+// lead to nodes. The list touches no node when it is destroyed. Not thread-safe.
 #ifndef KORVAIN_NET_BI_LIST_H_
 #define KORVAIN_NET_BI_LIST_H_
 

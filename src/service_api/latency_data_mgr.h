@@ -115,8 +115,8 @@ class LatencyDataMgr {
   void LogTimedOut(const LatencyData& request);
   bool IsReportDue(RepetitiveFailure failure);
 
-  int Link(LatencyData& request, const ObjSlabTaken& node);
-  void PrefetchNodeBeside(int record_id) const;
+  inline int Link(LatencyData& request, const ObjSlabTaken& node);
+  inline void PrefetchNodeBeside(int record_id) const;
   int Forget(const LatencyData& request);
   void GiveBackBoth(const char* operation, int record_id, int node_id);
 

@@ -48,6 +48,7 @@ int Take(std::deque<int>& script) {
 int64_t clock_ms = 0;
 int64_t clock_reads = 0;
 std::optional<int64_t> wall_seconds;
+int wall_reads = 0;
 
 FakePlatform::FakePlatform() {
   active = this;
@@ -216,6 +217,7 @@ int gettimeofday(timeval* __restrict now, void* __restrict zone) noexcept {
   if (!test::wall_seconds) {
     return test::Real<int(timeval*, void*)>(nullptr, "gettimeofday")(now, zone);
   }
+  ++test::wall_reads;
   *now = timeval{*test::wall_seconds, 999999};
   return 0;
 }

@@ -49,8 +49,9 @@ class FakePlatform {
 extern int64_t clock_ms;
 extern int64_t clock_reads;
 
-// The seconds that gettimeofday gives while set.
+// The seconds that gettimeofday gives while set, and how often it gave them.
 extern std::optional<int64_t> wall_seconds;
+extern int wall_reads;
 
 // Counts calls of operator new and makes chosen ones fail, counted from 0. A non-throwing
 // allocation counts as such only.
