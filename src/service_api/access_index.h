@@ -18,13 +18,8 @@ struct StatisticAccessInfo {
   int32_t port;
 };
 
-// Zone and address are compared in one word, which saves 4 instructions a request.
 inline bool operator==(const StatisticAccessInfo& left, const StatisticAccessInfo& right) {
-  const auto zone_and_ip = [](const StatisticAccessInfo& access) {
-    return static_cast<uint64_t>(static_cast<uint32_t>(access.ip)) << 32 |
-           static_cast<uint32_t>(access.zone_id);
-  };
-  return zone_and_ip(left) == zone_and_ip(right) && left.port == right.port;
+  return left.zone_id == right.zone_id && left.ip == right.ip && left.port == right.port;
 }
 
 // The mixing step of Bob Jenkins' lookup2 hash: every bit of the three words affects the result.
