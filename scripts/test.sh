@@ -80,7 +80,7 @@ step "Static analysis"
 check_tidy
 step "AddressSanitizer and UndefinedBehaviorSanitizer"
 configure_build_test asan
-step "Release build, clang"
+step "Debug build, clang"
 configure_build_test clang
 step "Shared library"
 configure_build_test shared
