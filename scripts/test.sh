@@ -46,7 +46,10 @@ configure_build_test() {
   local preset=$1
   shift
   cmake --preset "$preset" "$@" >/dev/null
-  cmake --build "build/$preset" --parallel "$jobs" | grep -vE '^\[|Built target' || true
+  cmake --build "build/$preset" --parallel "$jobs" >"build/$preset/build.log" 2>&1 || {
+    cat "build/$preset/build.log"
+    exit 1
+  }
   run_tests "build/$preset"
 }
 

@@ -115,7 +115,7 @@ TEST_F(ObjSlabTest, ReusesTheLastReleasedFirstAndReleasedBeforeNew) {
 
 // With the id words apart and in the padding; of the largest pool the last slot.
 TEST_F(ObjSlabTest, GenerationsWrapAfter16384Rounds) {
-  for (const size_t size : {32, 24}) {
+  for (const size_t size : {size_t{32}, size_t{24}}) {
     ASSERT_EQ(objslab_new(&slab, 131072, size), 0);
     int first = 0;
     for (int i = 0; i < 131072; ++i) first = objslab_alloc(slab);
