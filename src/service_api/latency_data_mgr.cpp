@@ -8,8 +8,8 @@
 #include "service_api/korvain/korvain_service_clock.h"
 #include "service_api/private_log.h"
 
-// The path of a request has no call but tail calls into cold functions, and therefore saves no
-// registers: 30 instructions a request.
+// The path of a request has no call but tail calls, and therefore saves few registers: with what is
+// inlined by force, 45 instructions a request.
 #define HOT_INLINE __attribute__((always_inline)) inline
 #define LIKELY(condition) __builtin_expect(condition, true)
 
@@ -29,8 +29,7 @@ uint64_t Elapsed(int64_t from, int64_t to) {
   return static_cast<uint64_t>(to) - static_cast<uint64_t>(from);
 }
 
-// The counters of the request's access, or null when it is not in use in the record. Inlined by
-// force, for 20 instructions a request.
+// The counters of the request's access, or null when it is not in use in the record.
 HOT_INLINE ACCESSRUNSTATUS* FindAccess(SERVICEAPISTATISTIC& statistic, const LatencyData& request,
                                        const KorvainServiceStatisticMgr& statistic_mgr) {
   const int index = statistic_mgr.FindAccessIndex({request.zone_id, request.ip, request.port},
@@ -180,7 +179,7 @@ HOT_INLINE void LatencyDataMgr::PrefetchNodeBeside(int record_id) const {
 }
 
 // The end of a CalculateDelay. A function of its own because it needs nothing of what was in
-// registers before: 20 instructions a request.
+// registers before: 7 instructions a request.
 __attribute__((noinline)) int LatencyDataMgr::Forget(const LatencyData& request) {
   const int record_id = request.id_for_latency_data;
   const int node_id = request.id_for_list_node;
