@@ -3,34 +3,44 @@
 #include <limits>
 #include <new>
 
-#include "comm/objslab_inline.h"
+#include "comm/detail/objslab_inline.h"
+
+namespace detail = KorvainService::detail;
 
 namespace {
 
-constexpr int FAILURE = -1;
+constexpr int OBJSLAB_FAILURE = -1;
+
+// Takes a slot that was never handed out.
+int TakeUntouched(LPOBJSLAB slab) {
+  if (slab->touched == slab->slot_count) return -1;
+  const uint32_t slot = slab->touched++;
+  detail::ObjSlabStoreWord(detail::ObjSlabIdWord<0>(slab, slot), slot);
+  return static_cast<int>(slot);
+}
 
 }  // namespace
 
 // The pool is one block: control block, slots, and the id words where they form an array.
 int objslab_new(LPOBJSLAB* slab, int slot_count, size_t slot_size) {
-  constexpr size_t MAX_SLOT_COUNT = OBJSLAB_SLOT_MASK + 1;
+  constexpr size_t MAX_SLOT_COUNT = detail::OBJSLAB_SLOT_MASK + 1;
   constexpr size_t MAX_SLOT_SIZE = std::numeric_limits<size_t>::max() / MAX_SLOT_COUNT / 2;
   if (slab == nullptr || slot_count < 1 || static_cast<size_t>(slot_count) > MAX_SLOT_COUNT ||
       slot_size == 0 || slot_size > MAX_SLOT_SIZE) {
-    return FAILURE;
+    return OBJSLAB_FAILURE;
   }
 
   const auto count = static_cast<size_t>(slot_count);
-  const ObjSlabGeometry geometry = ObjSlabGeometryOf(slot_size);
+  const detail::ObjSlabGeometry geometry = detail::ObjSlabGeometryOf(slot_size);
   const size_t id_words_size = geometry.is_id_word_in_slot ? 0 : count * sizeof(uint32_t);
-  const size_t size = OBJSLAB_CONTROL_SIZE + count * geometry.slot_stride + id_words_size;
+  const size_t size = detail::OBJSLAB_CONTROL_SIZE + count * geometry.slot_stride + id_words_size;
   char* const block = static_cast<char*>(operator new(size, std::nothrow));
-  if (block == nullptr) return FAILURE;
+  if (block == nullptr) return OBJSLAB_FAILURE;
 
-  char* const slots = block + OBJSLAB_CONTROL_SIZE;
+  char* const slots = block + detail::OBJSLAB_CONTROL_SIZE;
   char* const id_words = geometry.is_id_word_in_slot ? slots + geometry.id_word_offset
                                                      : slots + count * geometry.slot_stride;
-  *slab = new (block) tagObjSlab{OBJSLAB_NO_SLOT,
+  *slab = new (block) tagObjSlab{detail::OBJSLAB_NO_SLOT,
                                  0,
                                  id_words,
                                  geometry.slot_stride,
@@ -40,28 +50,24 @@ int objslab_new(LPOBJSLAB* slab, int slot_count, size_t slot_size) {
   return 0;
 }
 
-ObjSlabTaken ObjSlabTakeUntouched(LPOBJSLAB slab) {
-  if (slab->touched == slab->slot_count) return {-1, nullptr};
-  const uint32_t slot = slab->touched++;
-  ObjSlabStoreWord(ObjSlabIdWord<0>(slab, slot), slot);
-  return {static_cast<int>(slot), ObjSlabMemory<0>(slab, slot)};
-}
-
 int objslab_alloc(LPOBJSLAB slab) {
-  return slab == nullptr ? -1 : ObjSlabTake<0>(slab).id;
+  if (slab == nullptr) return -1;
+  return detail::ObjSlabHasReleased(slab) ? detail::ObjSlabTakeReleased<0>(slab).id
+                                          : TakeUntouched(slab);
 }
 
 void* objslab_get(LPOBJSLAB slab, int id) {
-  return slab == nullptr ? nullptr : ObjSlabFind<0>(slab, id);
+  if (slab == nullptr || !detail::ObjSlabIsInUse<0>(slab, id)) return nullptr;
+  return detail::ObjSlabMemoryOf<0>(slab, id);
 }
 
 int objslab_free(LPOBJSLAB slab, int id) {
-  return slab != nullptr && ObjSlabGiveBack<0>(slab, id) ? 0 : FAILURE;
+  return slab != nullptr && detail::ObjSlabGiveBack<0>(slab, id) ? 0 : OBJSLAB_FAILURE;
 }
 
 int objslab_is_full(LPOBJSLAB slab) {
   const bool has_free_slot =
-      slab != nullptr && (slab->first_free != OBJSLAB_NO_SLOT || slab->touched < slab->slot_count);
+      slab != nullptr && (detail::ObjSlabHasReleased(slab) || slab->touched < slab->slot_count);
   return has_free_slot ? 0 : 1;
 }
 

@@ -15,6 +15,8 @@
 
 #include <cstddef>
 
+#pragma GCC visibility push(default)  // also where a project hides its own symbols
+
 typedef struct tagObjSlab* LPOBJSLAB;
 
 // Makes a pool of `slot_count` slots (1 to 131072) of `slot_size` bytes (1 or more) and stores its
@@ -41,5 +43,7 @@ size_t objslab_get_size(LPOBJSLAB slab);
 // Releases the pool and all its slots, in use or not, and sets the handle to null. A null address
 // or handle is nothing to do.
 void objslab_destroy(LPOBJSLAB* slab);
+
+#pragma GCC visibility pop
 
 #endif  // KORVAIN_COMM_OBJSLAB_H_

@@ -18,6 +18,8 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)  // also where a project hides its own symbols
+
 struct LIST_NODE {
   LIST_NODE* pPrev;  // null at the head
   LIST_NODE* pNext;  // null at the tail
@@ -111,5 +113,7 @@ inline bool CBidirList::Remove(LIST_NODE* node) {
   --m_dwCount;
   return true;
 }
+
+#pragma GCC visibility pop
 
 #endif  // KORVAIN_NET_BI_LIST_H_

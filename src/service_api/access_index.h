@@ -4,9 +4,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <unordered_map>
+#include <vector>
 
+#include "service_api/detail/probe_table.h"
 #include "service_api/korvain/korvain_service_constant.h"
-#include "service_api/probe_table.h"
+
+#pragma GCC visibility push(default)  // also where a project hides its own symbols
 
 namespace KorvainService {
 
@@ -44,7 +48,7 @@ struct StatisticAccessInfoHash {
 };
 
 using AccessInfoHashMap =
-    ProbeTable<StatisticAccessInfo, int32_t, StatisticAccessInfoHash, INT32_MIN>;
+    detail::ProbeTable<StatisticAccessInfo, int32_t, StatisticAccessInfoHash, INT32_MIN>;
 
 // Maps accesses to array indexes. The application is not part of the key: one index serves all
 // applications of a statistics manager. Not thread-safe; neither copied nor assigned.
@@ -64,19 +68,25 @@ class MapAccessIndex {
     return FindHashed(access, StatisticAccessInfoHash()(access));
   }
 
-  // The same, for a caller that knows the hash of the access already.
+  // Removes every entry of the zone. Costs what its own entries cost, whatever else is stored, and
+  // keeps their memory for the next ones.
+  void Clear(int32_t zone_id);
+
+ private:
+  friend class KorvainServiceStatisticMgr;
+
+  // For a caller that knows the hash of the access already.
   int32_t FindHashed(const StatisticAccessInfo& access, size_t hash) const {
     const int32_t array_index = m_map.FindHashed(access, hash);
     return array_index == INT32_MIN ? INVALID_ARRAY_INDEX : array_index;
   }
 
-  // Removes every entry of the zone.
-  void Clear(int32_t zone_id);
-
- private:
   AccessInfoHashMap m_map;
+  std::unordered_map<int32_t, std::vector<StatisticAccessInfo>> m_accesses_by_zone;
 };
 
 }  // namespace KorvainService
+
+#pragma GCC visibility pop
 
 #endif  // KORVAIN_ACCESS_INDEX_H_

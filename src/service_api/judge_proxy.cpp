@@ -6,8 +6,8 @@
 #include <charconv>
 #include <cstring>
 
-#include "service_api/private_log.h"
-#include "service_api/private_text.h"
+#include "service_api/detail/log.h"
+#include "service_api/detail/text.h"
 #include "service_api/statistic_key.h"
 
 namespace KorvainService {
@@ -33,7 +33,7 @@ int32_t PositiveOr(int32_t value, int32_t fallback) {
 
 JudgeProxyMapKeyInfo::JudgeProxyMapKeyInfo(int32_t app, int32_t zone, const char* url_text)
     : app_id(app), zone_id(zone) {
-  CopyText(url, url_text);
+  detail::CopyText(url, url_text);
 }
 
 bool operator==(const JudgeProxyMapKeyInfo& left, const JudgeProxyMapKeyInfo& right) {
@@ -104,7 +104,7 @@ int JudgeProxy::ResetJudgeProxyStatus(int app_id, int zone_id, const char* url) 
   JudgeProxyStatus* status = FindStatus(app_id, zone_id, url);
   if (status == nullptr) return -2;
   status->unavailable_times = 0;
-  status->last_update_time = GetCurSecondTime();
+  Stamp(GetCurSecondTime(), *status);
   KORVAIN_LOG(m_logger, KORVAIN_LOG_LEVEL_INFO, "ResetJudgeProxyStatus success, url: %s.", url);
   return 0;
 }
@@ -124,7 +124,7 @@ JudgeProxyOption& JudgeProxy::FindOrMakeOption(int app_id, int zone_id) {
 }
 
 JudgeProxyStatus* JudgeProxy::FindStatus(int app_id, int zone_id, const char* url) {
-  const auto found = m_map.find(JudgeProxyMapKeyInfo(app_id, zone_id, SkipScheme(url)));
+  const auto found = m_map.find(JudgeProxyMapKeyInfo(app_id, zone_id, detail::SkipScheme(url)));
   return found == m_map.end() ? nullptr : &found->second;
 }
 

@@ -10,6 +10,8 @@
 #include "service_api/korvain/korvain_service_log.h"
 #include "service_api/statistic_mgr.h"
 
+#pragma GCC visibility push(default)  // also where a project hides its own symbols
+
 namespace KorvainService {
 
 inline constexpr int32_t DEFAULT_JUDGE_PROXY_UNAVAILABLE_THRESHOLD = 90;  // percent
@@ -121,6 +123,15 @@ class JudgeProxy {
     int64_t system_errors;
   };
 
+  // Bounds of the last update times in m_map, by which a clean-up sees that it would walk in vain.
+  struct UpdateTimes {
+    void Cover(int64_t time);
+    bool AreAllFresh(int64_t cur_time) const;  // none is stale or in the future
+
+    int64_t oldest = INT64_MAX;
+    int64_t newest = INT64_MIN;
+  };
+
   JudgeProxyOption* FindOption(int app_id, int zone_id);
   const JudgeProxyOption* FindOption(int app_id, int zone_id) const;
   JudgeProxyOption& FindOrMakeOption(int app_id, int zone_id);
@@ -134,16 +145,21 @@ class JudgeProxy {
   void EvaluateNew(const JudgeProxyMapKeyInfo& key, int32_t threshold, const Counts& counts,
                    int64_t cur_time);
   void Judge(const char* url, int32_t threshold, const Counts& counts, int32_t& unavailable_times);
-  void DropStaleStatuses(JudgeProxyOption& option, int64_t cur_time);
+  void Store(const Counts& counts, int64_t cur_time, JudgeProxyStatus& status);
+  void Stamp(int64_t cur_time, JudgeProxyStatus& status);
+  void CleanUpIfDue(JudgeProxyOption& option, int64_t cur_time);
+  void DropStaleStatuses(int64_t cur_time);
 
-  static void Store(const Counts& counts, int64_t cur_time, JudgeProxyStatus& status);
   static int64_t GetCurSecondTime();
 
   JudgeProxyHashMap m_map;
   JudgeProxyOptionHashMap m_option_map;
   Logger* m_logger;  // borrowed
+  UpdateTimes m_update_times;
 };
 
 }  // namespace KorvainService
+
+#pragma GCC visibility pop
 
 #endif  // KORVAIN_JUDGE_PROXY_H_

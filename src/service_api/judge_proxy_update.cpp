@@ -1,17 +1,15 @@
 // The judge's check cycle.
+#include <algorithm>
+
+#include "service_api/detail/elapsed.h"
+#include "service_api/detail/log.h"
 #include "service_api/judge_proxy.h"
-#include "service_api/private_log.h"
 
 namespace KorvainService {
 
 namespace {
 
 constexpr char UPDATE[] = "Update";  // in whose name its steps report
-
-// Exact for any two times of a real clock, and defined for every other.
-int64_t SecondsSince(int64_t earlier, int64_t now) {
-  return static_cast<int64_t>(static_cast<uint64_t>(now) - static_cast<uint64_t>(earlier));
-}
 
 // How loud an evaluation is reported. The limits are fixed; they do not follow check_times.
 LogLevel LevelFor(int32_t unavailable_times) {
@@ -28,7 +26,7 @@ void JudgeProxy::Update(int app_id, int zone_id, KorvainServiceStatisticMgr& sta
   if (option == nullptr) return;
   const SERVICEAPISTATISTIC* statistic = statistic_mgr.GetServiceApiStatistic(app_id, zone_id);
   if (statistic != nullptr) EvaluateAccesses(app_id, zone_id, *option, *statistic, cur_time);
-  DropStaleStatuses(*option, cur_time);
+  CleanUpIfDue(*option, cur_time);
 }
 
 // The pair's option when a cycle begins now, else null.
@@ -42,7 +40,9 @@ JudgeProxyOption* JudgeProxy::BeginCycleIfDue(int app_id, int zone_id, int64_t c
     option->last_call_update_time = cur_time;
     return nullptr;
   }
-  if (SecondsSince(option->last_call_update_time, cur_time) <= option->check_period) return nullptr;
+  const auto waited =
+      static_cast<int64_t>(detail::Elapsed(option->last_call_update_time, cur_time));
+  if (waited <= option->check_period) return nullptr;
   option->should_check = true;
   option->last_call_update_time = cur_time;
   return option;
@@ -99,7 +99,12 @@ void JudgeProxy::Store(const Counts& counts, int64_t cur_time, JudgeProxyStatus&
   status.request_count = static_cast<uint32_t>(counts.requests);
   status.time_out_count = static_cast<uint32_t>(counts.time_outs);
   status.proxy_return_system_error_count = static_cast<uint32_t>(counts.system_errors);
+  Stamp(cur_time, status);
+}
+
+void JudgeProxy::Stamp(int64_t cur_time, JudgeProxyStatus& status) {
   status.last_update_time = cur_time;
+  m_update_times.Cover(cur_time);
 }
 
 // Of 200 requests 100 time-outs and 80 system errors are a result of 90 percent: bad at the default
@@ -125,22 +130,38 @@ void JudgeProxy::Judge(const char* url, int32_t threshold, const Counts& counts,
                  static_cast<long>(counts.requests), url);
 }
 
-void JudgeProxy::DropStaleStatuses(JudgeProxyOption& option, int64_t cur_time) {
-  const int64_t since_traverse = SecondsSince(option.last_traverse_time, cur_time);
-  if (since_traverse >= 0 && since_traverse < JUDGE_PROXY_TRAVERSE_TIME_INTERVAL) return;
+void JudgeProxy::CleanUpIfDue(JudgeProxyOption& option, int64_t cur_time) {
+  const auto waited = static_cast<int64_t>(detail::Elapsed(option.last_traverse_time, cur_time));
+  if (waited >= 0 && waited < JUDGE_PROXY_TRAVERSE_TIME_INTERVAL) return;
   option.last_traverse_time = cur_time;
-  if (since_traverse < 0) return;  // the clock has gone back: wait for the next interval
+  if (waited < 0) return;  // the clock has gone back: wait for the next interval
+  if (!m_update_times.AreAllFresh(cur_time)) DropStaleStatuses(cur_time);
+}
 
+void JudgeProxy::DropStaleStatuses(int64_t cur_time) {
+  UpdateTimes kept;
   for (auto entry = m_map.begin(); entry != m_map.end();) {
     int64_t& last_update_time = entry->second.last_update_time;
-    const int64_t since_update = SecondsSince(last_update_time, cur_time);
-    if (since_update >= JUDGE_PROXY_TRAVERSE_TIME_INTERVAL) {
+    const auto age = static_cast<int64_t>(detail::Elapsed(last_update_time, cur_time));
+    if (age >= JUDGE_PROXY_TRAVERSE_TIME_INTERVAL) {
       entry = m_map.erase(entry);
       continue;
     }
-    if (since_update < 0) last_update_time = cur_time;
+    if (age < 0) last_update_time = cur_time;
+    kept.Cover(last_update_time);
     ++entry;
   }
+  m_update_times = kept;
+}
+
+void JudgeProxy::UpdateTimes::Cover(int64_t time) {
+  oldest = std::min(oldest, time);
+  newest = std::max(newest, time);
+}
+
+bool JudgeProxy::UpdateTimes::AreAllFresh(int64_t cur_time) const {
+  return newest <= cur_time &&
+         detail::Elapsed(oldest, cur_time) < uint64_t{JUDGE_PROXY_TRAVERSE_TIME_INTERVAL};
 }
 
 }  // namespace KorvainService

@@ -9,7 +9,7 @@
 #include "service_api/korvain/korvain_service_log.h"
 #include "service_api/statistic_mgr.h"
 
-struct ObjSlabTaken;
+#pragma GCC visibility push(default)  // also where a project hides its own symbols
 
 namespace KorvainService {
 
@@ -100,25 +100,16 @@ class LatencyDataMgr {
   bool IsReady() const { return m_bidirection_list != nullptr; }
   void Release();
 
-  // What is kept off the path of a request, each ending the operation with its result: the first
-  // use of slots, failures, and lines that are rarely wanted.
-  int PushBackWithoutReleasedSlots(int32_t zone_id, int64_t send_time, int32_t ip, int32_t port);
-  int RefuseForLatencyData(int record_id);
-  int RefuseForListNode(int record_id, int node_id);
-  int RefuseToLink(const LatencyData& request);
-  int RefuseToUnlink(const char* operation);
-  int RefuseUnknownId(int32_t id);
-  int RefuseNullManager(const char* operation);
-  int RefuseMissingRecord(const char* operation, int32_t zone_id);
+  int PushBackStepByStep(int32_t zone_id, int64_t send_time, int32_t ip, int32_t port);
+  int LogPushedIfWanted(const LatencyData& request);
   int LogPushed(const LatencyData& request);
-  int WriteLogPushed(const LatencyData& request);
-  void LogTimedOut(const LatencyData& request);
   bool IsReportDue(RepetitiveFailure failure);
-
-  inline int Link(LatencyData& request, const ObjSlabTaken& node);
-  inline void PrefetchNodeBeside(int record_id) const;
-  int Forget(const LatencyData& request);
-  void GiveBackBoth(const char* operation, int record_id, int node_id);
+  void LogFullPool(RepetitiveFailure failure);
+  void GiveBack(LPOBJSLAB pool, int id);
+  void GiveBackBoth(int record_id, int node_id);
+  void LogNotFreed(const char* operation, int id);
+  int Forget(const LatencyData& request, const char* operation);
+  void LogTimedOut(const LatencyData& request);
 
   LPOBJSLAB m_latency_data_pool = nullptr;
   LPOBJSLAB m_list_node_pool = nullptr;
@@ -131,5 +122,7 @@ class LatencyDataMgr {
 };
 
 }  // namespace KorvainService
+
+#pragma GCC visibility pop
 
 #endif  // KORVAIN_LATENCY_DATA_MGR_H_

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "service_api/private_text.h"
+#include "service_api/detail/text.h"
 #include "service_api/statistic_mgr.h"
 
 namespace KorvainService {
@@ -39,7 +39,7 @@ void CopyForeignAddress(const ifaddrs* interfaces, char* ip, size_t size) {
        interface = interface->ifa_next) {
     char text[NI_MAXHOST];
     if (!ToNumericText(*interface, text) || strcmp(text, LOOPBACK_ADDRESS) == 0) continue;
-    CopyText(ip, size, text);
+    detail::CopyText(ip, size, text);
     return;
   }
 }
@@ -48,7 +48,7 @@ void CopyForeignAddress(const ifaddrs* interfaces, char* ip, size_t size) {
 
 void KorvainServiceStatisticMgr::GetLocalIP(char* ip, int len) {
   const auto size = static_cast<size_t>(len);
-  CopyText(ip, size, LOOPBACK_ADDRESS);
+  detail::CopyText(ip, size, LOOPBACK_ADDRESS);
 
   ifaddrs* interfaces = nullptr;
   if (getifaddrs(&interfaces) != 0) return;

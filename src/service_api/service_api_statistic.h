@@ -14,6 +14,8 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)  // also where a project hides its own symbols
+
 namespace KorvainService {
 
 #pragma pack(push, 1)
@@ -118,5 +120,7 @@ static_assert(sizeof(ACCESSSTATISTIC) == 212, "layout is part of the contract");
 static_assert(sizeof(SERVICEAPISTATISTIC) == 100056, "layout is part of the contract");
 
 }  // namespace KorvainService
+
+#pragma GCC visibility pop
 
 #endif  // KORVAIN_SERVICE_API_STATISTIC_H_

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)  // also where a project hides its own symbols
+
 namespace KorvainService {
 
 // The zone id's 32 bits in the high half, the application id's 32 bits in the low half. Neither id
@@ -14,5 +16,7 @@ inline int64_t GetKey(int32_t app_id, int32_t zone_id) {
 }
 
 }  // namespace KorvainService
+
+#pragma GCC visibility pop
 
 #endif  // KORVAIN_STATISTIC_KEY_H_

@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "common/korvain_error_code.h"
-#include "service_api/private_log.h"
-#include "service_api/private_text.h"
+#include "service_api/detail/log.h"
+#include "service_api/detail/text.h"
 
 namespace KorvainService {
 
@@ -119,8 +119,8 @@ int KorvainServiceStatisticMgr::AddAccess(int32_t app_id, int32_t zone_id, const
   }
 
   STATISTICHOSTINFO& host = statistic->astAccessStatistic[count].stHostInfo;
-  CopyText(host.szUrl, SkipScheme(url));
-  CopyText(host.szSvrId, svr_id);
+  detail::CopyText(host.szUrl, detail::SkipScheme(url));
+  detail::CopyText(host.szSvrId, svr_id);
 
   if (m_access_index_map->Insert(zone_id, ip, port, count) != 0) {
     return KORVAIN_FAIL(

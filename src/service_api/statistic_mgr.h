@@ -8,11 +8,13 @@
 #include <unordered_map>
 
 #include "service_api/access_index.h"
+#include "service_api/detail/probe_table.h"
 #include "service_api/korvain/korvain_service_constant.h"
 #include "service_api/korvain/korvain_service_log.h"
-#include "service_api/probe_table.h"
 #include "service_api/service_api_statistic.h"
 #include "service_api/statistic_key.h"
+
+#pragma GCC visibility push(default)  // also where a project hides its own symbols
 
 namespace KorvainService {
 
@@ -27,14 +29,17 @@ struct StatisticOption {
   char user_define_text[512];
 };
 
-// Spreads statistic keys, whose halves are small consecutive ids, over the low bits.
+// Spreads statistic keys over the low bits, whichever bits of either id they differ in. One
+// multiplication is not enough for that: it carries nothing down to the low bits.
 struct StatisticKeyHash {
   size_t operator()(int64_t key) const {
-    return static_cast<size_t>((static_cast<uint64_t>(key) * 0x9E3779B97F4A7C15u) >> 32);
+    const uint64_t product = static_cast<uint64_t>(key) * 0xFF51AFD7ED558CCDu;
+    return static_cast<size_t>((product ^ product >> 32) * 0x9E3779B97F4A7C15u >> 32);
   }
 };
 
-using StatisticHashMap = ProbeTable<int64_t, SERVICEAPISTATISTIC*, StatisticKeyHash, nullptr>;
+using StatisticHashMap =
+    detail::ProbeTable<int64_t, SERVICEAPISTATISTIC*, StatisticKeyHash, nullptr>;
 using StatisticOptionMap = std::unordered_map<int64_t, StatisticOption>;
 using StatisticIdNameMap = std::unordered_map<int32_t, std::string>;
 
@@ -79,12 +84,6 @@ class KorvainServiceStatisticMgr {
   int FindAccessIndex(int32_t zone_id, int32_t ip, int32_t port) const {
     return m_access_index_map == nullptr ? INVALID_ARRAY_INDEX
                                          : m_access_index_map->Find(zone_id, ip, port);
-  }
-
-  // The same, for a caller that has a record of this manager, so that there is an index, and knows
-  // the access's hash (StatisticAccessInfoHash) already.
-  int FindAccessIndex(const StatisticAccessInfo& access, size_t hash) const {
-    return m_access_index_map->FindHashed(access, hash);
   }
 
   // Forgets the slots of all accesses of the zone, so that they can be added again after Reset.
@@ -151,6 +150,17 @@ class KorvainServiceStatisticMgr {
   int32_t GetDynamicErrorCode(int32_t app_id, int32_t zone_id) const;
 
  private:
+  friend class LatencyDataMgr;
+
+  // GetAccessRunStatus for a caller that knows the access's hash (StatisticAccessInfoHash) already.
+  ACCESSRUNSTATUS* HashedAccess(SERVICEAPISTATISTIC& statistic, const StatisticAccessInfo& access,
+                                size_t hash) const {
+    if (m_access_index_map == nullptr) return nullptr;
+    const int index = m_access_index_map->FindHashed(access, hash);
+    if (index < 0 || index >= statistic.iAccessCount) return nullptr;
+    return &statistic.astAccessStatistic[index].stAccessRunStatus;
+  }
+
   StatisticOption* FindOption(int32_t app_id, int32_t zone_id);
   const StatisticOption* FindOption(int32_t app_id, int32_t zone_id) const;
   StatisticOption& FindOrMakeOption(int32_t app_id, int32_t zone_id);
@@ -169,5 +179,7 @@ class KorvainServiceStatisticMgr {
 };
 
 }  // namespace KorvainService
+
+#pragma GCC visibility pop
 
 #endif  // KORVAIN_STATISTIC_MGR_H_

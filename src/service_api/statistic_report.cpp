@@ -1,9 +1,9 @@
-// Report options, report schedule, and the rewriting of a record for its report.
+// The report schedule, and the rewriting of a record for its report.
 #include <cstddef>
 #include <cstring>
 
-#include "service_api/korvain/korvain_service_clock.h"
-#include "service_api/private_text.h"
+#include "service_api/detail/elapsed.h"
+#include "service_api/detail/text.h"
 #include "service_api/statistic_mgr.h"
 
 namespace KorvainService {
@@ -55,6 +55,23 @@ constexpr size_t ACCESS_COUNTERS[] = {
     offsetof(ACCESSRUNSTATUS, dwDynamicErrCountPerMin),
 };
 
+// A counter added to a status must be entered in its table or named here as one that is no rate.
+template <class Status, size_t COUNT>
+constexpr bool IsComplete(const size_t (&)[COUNT], size_t size_of_others) {
+  return COUNT * sizeof(uint32_t) + size_of_others == sizeof(Status);
+}
+
+static_assert(IsComplete<OVERALLRUNSTATUS>(
+    OVERALL_COUNTERS, sizeof(OVERALLRUNSTATUS::nAccessCount) +
+                          sizeof(OVERALLRUNSTATUS::ullAverageDelay) +
+                          sizeof(OVERALLRUNSTATUS::dwCalculateAverageDelayResCount) +
+                          sizeof(OVERALLRUNSTATUS::dwMaxCallOnUpdateInterval) +
+                          sizeof(OVERALLRUNSTATUS::szUserDefinedText)));
+static_assert(IsComplete<TABLERUNSTATUS>(TABLE_COUNTERS, 0));
+static_assert(IsComplete<ACCESSRUNSTATUS>(
+    ACCESS_COUNTERS, sizeof(ACCESSRUNSTATUS::ullAverageDelay) +
+                         sizeof(ACCESSRUNSTATUS::dwCalculateAverageDelayResCount)));
+
 // Events per minute: 30 events in 20 seconds are 90. The product is 32 bits wide, so it wraps for
 // counts above 71,582,788.
 uint32_t PerMinute(uint32_t count, uint64_t seconds) {
@@ -85,79 +102,7 @@ int32_t Within(int32_t count, int32_t limit) {
   return count < limit ? count : limit;
 }
 
-// Exact for every pair of times with later >= earlier, however far apart.
-uint64_t SecondsBetween(int64_t earlier, int64_t later) {
-  return static_cast<uint64_t>(later) - static_cast<uint64_t>(earlier);
-}
-
 }  // namespace
-
-StatisticOption KorvainServiceStatisticMgr::MakeFreshOption() {
-  StatisticOption option{};
-  option.report_period = STATISTIC_DEFAULT_REPORT_PERIOD;
-  option.last_report_time = GetCurrentMilliseconds() / 1000;
-  return option;
-}
-
-const StatisticOption* KorvainServiceStatisticMgr::FindOption(int32_t app_id,
-                                                              int32_t zone_id) const {
-  const auto found = m_option_map.find(GetKey(app_id, zone_id));
-  return found == m_option_map.end() ? nullptr : &found->second;
-}
-
-StatisticOption* KorvainServiceStatisticMgr::FindOption(int32_t app_id, int32_t zone_id) {
-  const auto found = m_option_map.find(GetKey(app_id, zone_id));
-  return found == m_option_map.end() ? nullptr : &found->second;
-}
-
-StatisticOption& KorvainServiceStatisticMgr::FindOrMakeOption(int32_t app_id, int32_t zone_id) {
-  if (StatisticOption* option = FindOption(app_id, zone_id)) return *option;
-  return m_option_map.emplace(GetKey(app_id, zone_id), MakeFreshOption()).first->second;
-}
-
-void KorvainServiceStatisticMgr::SetReportPeriod(int32_t app_id, int32_t zone_id, int32_t period) {
-  FindOrMakeOption(app_id, zone_id).report_period =
-      period < STATISTIC_DEFAULT_REPORT_PERIOD ? STATISTIC_DEFAULT_REPORT_PERIOD : period;
-}
-
-void KorvainServiceStatisticMgr::SetLastReportTime(int32_t app_id, int32_t zone_id,
-                                                   int64_t last_report_time) {
-  FindOrMakeOption(app_id, zone_id).last_report_time = last_report_time;
-}
-
-void KorvainServiceStatisticMgr::SetBusinessId(int32_t app_id, int32_t zone_id,
-                                               int32_t business_id) {
-  FindOrMakeOption(app_id, zone_id).business_id = business_id;
-}
-
-int32_t KorvainServiceStatisticMgr::GetBusinessId(int32_t app_id, int32_t zone_id) const {
-  const StatisticOption* option = FindOption(app_id, zone_id);
-  return option == nullptr ? 0 : option->business_id;
-}
-
-void KorvainServiceStatisticMgr::SetMetalibId(int32_t app_id, int32_t zone_id, int32_t metalib_id) {
-  FindOrMakeOption(app_id, zone_id).metalib_id = metalib_id;
-}
-
-int32_t KorvainServiceStatisticMgr::GetMetalibId(int32_t app_id, int32_t zone_id) const {
-  const StatisticOption* option = FindOption(app_id, zone_id);
-  return option == nullptr ? 0 : option->metalib_id;
-}
-
-void KorvainServiceStatisticMgr::SetUserDefineText(int32_t app_id, int32_t zone_id,
-                                                   const char* user_define_text) {
-  CopyText(FindOrMakeOption(app_id, zone_id).user_define_text, user_define_text);
-}
-
-void KorvainServiceStatisticMgr::SetDynamicErrorCode(int32_t app_id, int32_t zone_id,
-                                                     int32_t dynamic_error_code) {
-  FindOrMakeOption(app_id, zone_id).dynamic_error_code = dynamic_error_code;
-}
-
-int32_t KorvainServiceStatisticMgr::GetDynamicErrorCode(int32_t app_id, int32_t zone_id) const {
-  const StatisticOption* option = FindOption(app_id, zone_id);
-  return option == nullptr ? 0 : option->dynamic_error_code;
-}
 
 void KorvainServiceStatisticMgr::RestartPeriod(StatisticOption& option, int32_t app_id,
                                                int32_t zone_id, int64_t cur_time) {
@@ -173,7 +118,7 @@ bool KorvainServiceStatisticMgr::IsShouldReportStatisticNow(int32_t app_id, int3
     RestartPeriod(*option, app_id, zone_id, cur_time);
     return false;
   }
-  return SecondsBetween(option->last_report_time, cur_time) >=
+  return detail::Elapsed(option->last_report_time, cur_time) >=
          static_cast<uint64_t>(option->report_period);
 }
 
@@ -187,12 +132,12 @@ void KorvainServiceStatisticMgr::CalculateAverage(int32_t app_id, int32_t zone_i
   }
   SERVICEAPISTATISTIC* statistic = GetServiceApiStatistic(app_id, zone_id);
   if (statistic == nullptr) return;
-  const uint64_t seconds = SecondsBetween(option->last_report_time, cur_time);
+  const uint64_t seconds = detail::Elapsed(option->last_report_time, cur_time);
 
   OVERALLRUNSTATUS& overall = statistic->stOverallRunStatus;
   RescaleCounters(overall, OVERALL_COUNTERS, seconds);
   AverageDelay(overall);
-  CopyText(overall.szUserDefinedText, option->user_define_text);
+  detail::CopyText(overall.szUserDefinedText, option->user_define_text);
 
   const int32_t table_count = Within(statistic->nTableCount, STATISTIC_MAX_TABLE_COUNT);
   for (int32_t i = 0; i < table_count; ++i) {

@@ -11,8 +11,8 @@
 #include <cstring>
 
 #include "common/korvain_error_code.h"
-#include "service_api/private_log.h"
-#include "service_api/private_text.h"
+#include "service_api/detail/log.h"
+#include "service_api/detail/text.h"
 
 namespace KorvainService {
 
@@ -53,7 +53,7 @@ int UDPClient::Init(const char* url, Logger* logger) {
                         "set socket option -- nonblock failed! url=%s, errno=%d, errstr=%s", url,
                         error, strerror(error));
   }
-  CopyText(m_url, url);
+  detail::CopyText(m_url, url);
   return 0;
 }
 
@@ -89,11 +89,11 @@ int UDPClient::ParseURL(const char* url) {
     return KORVAIN_FAIL(API_ERR_PARAMETER_INVALID, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
                         "NULL == url");
   }
-  if (strnlen(url, SCHEME_LENGTH) < SCHEME_LENGTH) {
+  if (strnlen(url, detail::SCHEME_LENGTH) < detail::SCHEME_LENGTH) {
     return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
                         "parse url failed -- url is too short, url=%s\n", url);
   }
-  const char* const host = SkipScheme(url);
+  const char* const host = detail::SkipScheme(url);
   const char* const colon = strchr(host, ':');
   if (colon == nullptr) {
     return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
@@ -105,7 +105,7 @@ int UDPClient::ParseURL(const char* url) {
   const auto length = static_cast<size_t>(colon - host);
   int converted = 0;
   if (length < sizeof(address)) {
-    CopyText(address, length + 1, host);
+    detail::CopyText(address, length + 1, host);
     converted = inet_aton(address, &m_sock_addr.sin_addr);
   }
   if (converted == 0) {

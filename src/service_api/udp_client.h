@@ -7,6 +7,8 @@
 #include "service_api/korvain/korvain_service_constant.h"
 #include "service_api/korvain/korvain_service_log.h"
 
+#pragma GCC visibility push(default)  // also where a project hides its own symbols
+
 namespace KorvainService {
 
 // One unconnected, non-blocking datagram socket and its destination. Never blocks, retries, splits
@@ -50,5 +52,7 @@ class UDPClient {
 };
 
 }  // namespace KorvainService
+
+#pragma GCC visibility pop
 
 #endif  // KORVAIN_UDP_CLIENT_H_

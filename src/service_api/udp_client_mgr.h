@@ -8,6 +8,8 @@
 #include "service_api/korvain/korvain_service_log.h"
 #include "service_api/udp_client.h"
 
+#pragma GCC visibility push(default)  // also where a project hides its own symbols
+
 namespace KorvainService {
 
 // Keeps one UDPClient open to one of up to 32 collect servers. The first is chosen at random; a
@@ -67,5 +69,7 @@ class UDPClientMgr {
 };
 
 }  // namespace KorvainService
+
+#pragma GCC visibility pop
 
 #endif  // KORVAIN_UDP_CLIENT_MGR_H_

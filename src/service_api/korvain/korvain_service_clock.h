@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)  // also where a project hides its own symbols
+
 namespace KorvainService {
 
 // The current time in milliseconds. Its whole seconds must agree with the times that the caller
@@ -14,5 +16,7 @@ namespace KorvainService {
 int64_t GetCurrentMilliseconds();
 
 }  // namespace KorvainService
+
+#pragma GCC visibility pop
 
 #endif  // KORVAIN_SERVICE_CLOCK_H_

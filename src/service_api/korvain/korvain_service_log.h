@@ -4,6 +4,8 @@
 
 #include "service_api/korvain/korvain_service_nonecopyable.h"
 
+#pragma GCC visibility push(default)  // also where a project hides its own symbols
+
 namespace KorvainService {
 
 // Severity of a line; the lower the value, the graver the line.
@@ -38,5 +40,7 @@ class Logger : public NoneCopyable {
 };
 
 }  // namespace KorvainService
+
+#pragma GCC visibility pop
 
 #endif  // KORVAIN_SERVICE_LOG_H_

@@ -2,6 +2,8 @@
 #ifndef KORVAIN_SERVICE_NONECOPYABLE_H_
 #define KORVAIN_SERVICE_NONECOPYABLE_H_
 
+#pragma GCC visibility push(default)  // also where a project hides its own symbols
+
 namespace KorvainService {
 
 class NoneCopyable {
@@ -17,5 +19,7 @@ class NoneCopyable {
 };
 
 }  // namespace KorvainService
+
+#pragma GCC visibility pop
 
 #endif  // KORVAIN_SERVICE_NONECOPYABLE_H_

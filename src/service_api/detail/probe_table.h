@@ -1,20 +1,20 @@
 // A hash map for the two look-ups that every response needs. Part of the implementation; installed
 // only because public headers inline through it.
-#ifndef KORVAIN_PROBE_TABLE_H_
-#define KORVAIN_PROBE_TABLE_H_
+#ifndef KORVAIN_DETAIL_PROBE_TABLE_H_
+#define KORVAIN_DETAIL_PROBE_TABLE_H_
 
 #include <cstddef>
 #include <memory>
 
-namespace KorvainService {
+namespace KorvainService::detail {
 
-// Open addressing with linear probing in one array: no node to chase and no division, which on the
-// request path saves about 60 instructions beside std::unordered_map. The array is a power of two,
-// at least MIN_SLOTS and at least twice as large as the number of entries, so that a probe ends
-// soon. ABSENT is a value that is never stored; it marks the free slots.
+// Open addressing with linear probing in one array: no node to chase and no division, as
+// std::unordered_map has them. The array is a power of two, at least MIN_SLOTS and at least twice
+// as large as the number of entries, so that a probe ends soon. ABSENT is a value that is never
+// stored; it marks the free slots.
 //
-// Hash must spread keys over its low bits. Insert throws std::bad_alloc when the table cannot grow
-// and then leaves it as it was; nothing else allocates.
+// Hash must spread keys over its low bits. MakeRoom throws std::bad_alloc when the table cannot
+// grow and then leaves it as it was, and so does Insert; nothing else allocates.
 template <class Key, class Value, class Hash, Value ABSENT>
 class ProbeTable {
  public:
@@ -28,27 +28,27 @@ class ProbeTable {
   // The same, for a caller that knows the hash of `key` already.
   Value FindHashed(const Key& key, size_t hash) const { return Locate(key, hash).value; }
 
+  // Grows the table where one more entry needs it; the next Insert then does not throw.
+  void MakeRoom() {
+    if (2 * (m_size + 1) > m_mask + 1) Grow();
+  }
+
   // False, and no change, when `key` is present or `value` is ABSENT.
   bool Insert(const Key& key, Value value) {
     if (value == ABSENT || Find(key) != ABSENT) return false;
-    if (2 * (m_size + 1) > m_mask + 1) Grow();
+    MakeRoom();
     Locate(key, Hash()(key)) = Slot{key, value};
     ++m_size;
     return true;
   }
 
-  // Removes every entry for which `should_erase(key)` holds.
-  template <class Predicate>
-  void EraseIf(Predicate should_erase) {
-    if (m_size == 0) return;
-    size_t index = 0;
-    while (index <= m_mask) {
-      if (m_slots[index].value != ABSENT && should_erase(m_slots[index].key)) {
-        EraseAt(index);  // may have moved another entry here: look again
-      } else {
-        ++index;
-      }
-    }
+  // False when `key` is absent.
+  bool Erase(const Key& key) {
+    Slot& slot = Locate(key, Hash()(key));
+    if (slot.value == ABSENT) return false;
+    CloseGap(static_cast<size_t>(&slot - m_slots));
+    --m_size;
+    return true;
   }
 
   template <class Visitor>
@@ -68,11 +68,12 @@ class ProbeTable {
 
   size_t HomeOf(const Key& key) const { return Hash()(key) & m_mask; }
 
-  // The slot in which `key` stands or, when it is absent, the free one into which it would go.
+  // The slot in which `key` stands or, when it is absent, the free one into which it would go. What
+  // a free slot holds for a key does not matter: `key` cannot stand behind it.
   Slot& Locate(const Key& key, size_t hash) const {
     for (size_t index = hash & m_mask;; index = (index + 1) & m_mask) {
       Slot& slot = m_slots[index];
-      if (slot.value == ABSENT || slot.key == key) return slot;
+      if (slot.key == key || slot.value == ABSENT) return slot;
     }
   }
 
@@ -92,8 +93,8 @@ class ProbeTable {
     }
   }
 
-  // Closes the gap by moving back each follower that may stand there, so that no tombstone is left.
-  void EraseAt(size_t gap) {
+  // Moves back each follower that may stand in the gap, so that no tombstone is left.
+  void CloseGap(size_t gap) {
     for (size_t next = (gap + 1) & m_mask; m_slots[next].value != ABSENT;
          next = (next + 1) & m_mask) {
       const size_t distance_from_home = (next - HomeOf(m_slots[next].key)) & m_mask;
@@ -104,7 +105,6 @@ class ProbeTable {
       }
     }
     m_slots[gap].value = ABSENT;
-    --m_size;
   }
 
   std::unique_ptr<Slot[]> m_storage;
@@ -114,6 +114,6 @@ class ProbeTable {
   size_t m_size = 0;
 };
 
-}  // namespace KorvainService
+}  // namespace KorvainService::detail
 
-#endif  // KORVAIN_PROBE_TABLE_H_
+#endif  // KORVAIN_DETAIL_PROBE_TABLE_H_

@@ -1,6 +1,5 @@
 // The pool's layout and the bodies of its operations, for code on the request path that wants them
-// inlined: called across translation units they cost about 90 instructions a request. Not
-// installed; everybody else uses objslab.h.
+// inlined. Not installed; everybody else uses objslab.h.
 //
 // Layout of a slot id:
 //
@@ -11,8 +10,8 @@
 // Each slot has an id word: while the slot is in use, the id that names it; while it is free, the
 // id that it gets next, with bit 31 set. Free slots are chained through their first bytes. Slots
 // from `touched` on were never handed out, and neither they nor their id words have been written.
-#ifndef KORVAIN_COMM_OBJSLAB_INLINE_H_
-#define KORVAIN_COMM_OBJSLAB_INLINE_H_
+#ifndef KORVAIN_COMM_DETAIL_OBJSLAB_INLINE_H_
+#define KORVAIN_COMM_DETAIL_OBJSLAB_INLINE_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -21,7 +20,7 @@
 #include "comm/objslab.h"
 
 struct tagObjSlab {
-  int32_t first_free;     // slot given back last, or OBJSLAB_NO_SLOT
+  int32_t first_free;     // slot given back last, or -1
   uint32_t touched;       // number of slots handed out at least once
   char* id_words;         // of slot 0
   size_t slot_stride;     // bytes from one slot to the next
@@ -30,19 +29,18 @@ struct tagObjSlab {
   size_t size;  // bytes in all
 };
 
+namespace KorvainService::detail {
+
 inline constexpr int32_t OBJSLAB_NO_SLOT = -1;
 inline constexpr uint32_t OBJSLAB_SLOT_MASK = 0x1FFFF;
 inline constexpr uint32_t OBJSLAB_NEXT_GENERATION = OBJSLAB_SLOT_MASK + 1;
 inline constexpr uint32_t OBJSLAB_FREE_BIT = 0x80000000u;
 
-// A slot just taken; no memory when there was no slot.
+// A slot just taken.
 struct ObjSlabTaken {
   int id;
   void* memory;
 };
-
-// Takes a slot that was never handed out. Rare, and therefore out of line.
-ObjSlabTaken ObjSlabTakeUntouched(LPOBJSLAB slab);
 
 // How slots of one size stand. When the padding behind a slot has room for the id word it lies
 // there, in the cache line that is needed anyway; else the id words form an array of their own.
@@ -60,8 +58,7 @@ constexpr ObjSlabGeometry ObjSlabGeometryOf(size_t slot_size) {
   return {stride, fits ? stride : sizeof(uint32_t), stride - sizeof(uint32_t), fits};
 }
 
-// The slots follow right behind the control block, so that their place costs no load: with the id
-// word's place known as well, 6 instructions a request.
+// The slots follow right behind the control block, so that their place costs no load.
 inline constexpr size_t OBJSLAB_CONTROL_SIZE = ObjSlabGeometryOf(sizeof(tagObjSlab)).slot_stride;
 
 // The operations below take the slot size where the caller knows it when compiling, which turns
@@ -130,16 +127,10 @@ ObjSlabTaken ObjSlabTakeReleased(LPOBJSLAB slab) {
   return {static_cast<int>(id), memory};
 }
 
+// The memory of a slot that is known to be in use.
 template <size_t SLOT_SIZE>
-ObjSlabTaken ObjSlabTake(LPOBJSLAB slab) {
-  return ObjSlabHasReleased(slab) ? ObjSlabTakeReleased<SLOT_SIZE>(slab)
-                                  : ObjSlabTakeUntouched(slab);
-}
-
-template <size_t SLOT_SIZE>
-void* ObjSlabFind(LPOBJSLAB slab, int id) {
-  return ObjSlabIsInUse<SLOT_SIZE>(slab, id) ? ObjSlabMemory<SLOT_SIZE>(slab, ObjSlabSlotOf(id))
-                                             : nullptr;
+void* ObjSlabMemoryOf(LPOBJSLAB slab, int id) {
+  return ObjSlabMemory<SLOT_SIZE>(slab, ObjSlabSlotOf(id));
 }
 
 // Gives back a slot that is known to be in use.
@@ -160,4 +151,6 @@ bool ObjSlabGiveBack(LPOBJSLAB slab, int id) {
   return true;
 }
 
-#endif  // KORVAIN_COMM_OBJSLAB_INLINE_H_
+}  // namespace KorvainService::detail
+
+#endif  // KORVAIN_COMM_DETAIL_OBJSLAB_INLINE_H_

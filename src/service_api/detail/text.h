@@ -1,11 +1,11 @@
 // Texts in fixed arrays. Not installed.
-#ifndef KORVAIN_PRIVATE_TEXT_H_
-#define KORVAIN_PRIVATE_TEXT_H_
+#ifndef KORVAIN_DETAIL_TEXT_H_
+#define KORVAIN_DETAIL_TEXT_H_
 
 #include <cstddef>
 #include <cstring>
 
-namespace KorvainService {
+namespace KorvainService::detail {
 
 // Copies as much of `text` as fits before the terminating NUL and fills the rest of `field` with
 // zero bytes. A null text stands for the empty one. Reads no further than `size` bytes of `text`.
@@ -28,6 +28,6 @@ inline const char* SkipScheme(const char* url) {
   return url + strnlen(url, SCHEME_LENGTH);
 }
 
-}  // namespace KorvainService
+}  // namespace KorvainService::detail
 
-#endif  // KORVAIN_PRIVATE_TEXT_H_
+#endif  // KORVAIN_DETAIL_TEXT_H_
