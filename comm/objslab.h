@@ -19,6 +19,8 @@
 
 typedef struct tagObjSlab* LPOBJSLAB;
 
+extern "C" {
+
 // Makes a pool of `slot_count` slots (1 to 131072) of `slot_size` bytes (1 or more) and stores its
 // handle, without looking at what was there. Returns 0, or non-zero with the handle unchanged when
 // an argument is out of range, `slab` is null or there is no memory.
@@ -43,6 +45,8 @@ size_t objslab_get_size(LPOBJSLAB slab);
 // Releases the pool and all its slots, in use or not, and sets the handle to null. A null address
 // or handle is nothing to do.
 void objslab_destroy(LPOBJSLAB* slab);
+
+}  // extern "C"
 
 #pragma GCC visibility pop
 

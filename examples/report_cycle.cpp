@@ -48,11 +48,13 @@ void ReportCycle::CreateZone(int32_t id) {
   m_statistic_mgr.SetUserDefineText(APP_ID, id, text.c_str());
   const Zone zone{id, GetCurrentMilliseconds() / 1000};
   m_statistic_mgr.SetLastReportTime(APP_ID, id, zone.last_report_s);
-  StartPeriod(zone);
+  RegisterAccesses(zone);
   m_zones.push_back(zone);
 }
 
-void ReportCycle::StartPeriod(const Zone& zone) {
+// For whenever the record has no accesses: at the start, after each report, and when the clock has
+// gone back, which empties the record.
+void ReportCycle::RegisterAccesses(const Zone& zone) {
   SERVICEAPISTATISTIC& record = *m_statistic_mgr.GetServiceApiStatistic(APP_ID, zone.id);
   m_statistic_mgr.ClearAccess(zone.id);
   for (const Proxy& proxy : m_proxies) {
@@ -73,6 +75,9 @@ void ReportCycle::ReportDueZones() {
   for (Zone& zone : m_zones) {
     if (m_statistic_mgr.IsShouldReportStatisticNow(APP_ID, zone.id, now_ms / 1000)) {
       Report(zone, now_ms);
+    }
+    if (m_statistic_mgr.GetServiceApiStatistic(APP_ID, zone.id)->iAccessCount == 0) {
+      RegisterAccesses(zone);
     }
   }
 }
@@ -110,7 +115,7 @@ void ReportCycle::Report(Zone& zone, int64_t now_ms) {
   zone.last_report_s = now_ms / 1000;
   m_statistic_mgr.SetLastReportTime(APP_ID, zone.id, zone.last_report_s);
   m_statistic_mgr.Reset(APP_ID, zone.id);
-  StartPeriod(zone);
+  RegisterAccesses(zone);
 }
 
 ReportCycle::Delivery ReportCycle::Deliver(const std::string& report) {

@@ -43,7 +43,7 @@ class ReportCycle {
   };
 
   void CreateZone(int32_t id);
-  void StartPeriod(const Zone& zone);
+  void RegisterAccesses(const Zone& zone);
   void Report(Zone& zone, int64_t now_ms);
   Delivery Deliver(const std::string& report);
   void WriteJournal(const Zone& zone, int64_t now_ms, const Delivery& delivery,

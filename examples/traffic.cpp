@@ -37,7 +37,9 @@ Traffic::Counters Traffic::CountersOf(size_t zone, size_t proxy, size_t table) {
       m_statistic_mgr.GetServiceApiStatistic(APP_ID, m_zones[zone].zone_id());
   ACCESSRUNSTATUS* const access =
       m_statistic_mgr.GetAccessRunStatus(*record, m_proxies[proxy].ip(), m_proxies[proxy].port());
-  return {record->stOverallRunStatus, record->astTableStatistic[table].stTableRunStatus, *access};
+  static ACCESSRUNSTATUS not_registered;  // what is counted there is in no report
+  return {record->stOverallRunStatus, record->astTableStatistic[table].stTableRunStatus,
+          access == nullptr ? not_registered : *access};
 }
 
 void Traffic::SendRequest() {

@@ -12,7 +12,9 @@
 //
 // A node is in at most one list at a time. The links of a node that is to be linked may hold
 // anything; those of one given to Remove, or to be linked before, are followed and must be null or
-// lead to nodes. The list touches no node when it is destroyed. Not thread-safe.
+// lead to nodes. What is refused is what a look at a node and its neighbours shows: Insert of a
+// node that stands in the middle of a list, or Remove of another list's node from its middle,
+// passes and damages both lists. The list touches no node when it is destroyed. Not thread-safe.
 #ifndef KORVAIN_NET_BI_LIST_H_
 #define KORVAIN_NET_BI_LIST_H_
 
@@ -61,11 +63,10 @@ class CBidirList {
  private:
   bool IsEnd(const LIST_NODE* node) const { return node == m_pstHead || node == m_pstTail; }
 
-  // The pointers that lead from `previous` and `next`, or from the list's ends, to a node between.
+  // The pointer that leads forward from `previous`, or from the list's head when that is null.
   LIST_NODE*& LinkTo(LIST_NODE* previous) {
     return previous == nullptr ? m_pstHead : previous->pNext;
   }
-  LIST_NODE*& LinkBackTo(LIST_NODE* next) { return next == nullptr ? m_pstTail : next->pPrev; }
 
   bool IsLinked(const LIST_NODE* node) {
     if (IsEmpty()) return false;

@@ -71,7 +71,12 @@ using JudgeProxyOptionHashMap = std::unordered_map<int64_t, JudgeProxyOption>;
 //
 // URLs are given as they are given to AddAccess: the first six characters, the scheme prefix, are
 // skipped unseen, and the next 127 count. A URL shorter than six characters stands for the empty
-// text. Times are whole seconds of the wall clock (gettimeofday).
+// text. Times are whole seconds of the wall clock (gettimeofday), whatever clock the service API
+// has put behind GetCurrentMilliseconds.
+//
+// Choose a check period well below the report period: a report empties the counters, and a cycle
+// right after one judges the very few requests since. An access without any request by then starts
+// again at no bad cycle.
 //
 // Not thread-safe, its queries included: they change state. std::bad_alloc is thrown when the
 // settings or the status of a new pair or endpoint cannot be stored; the judge stays usable.
@@ -112,7 +117,11 @@ class JudgeProxy {
   // seconds.
   //
   // A cycle that finds lower counters than the last one, as after a report, judges what the record
-  // has counted since; one right after a report therefore judges very few requests.
+  // has counted since. An access that has counted no request since a report goes back to no bad
+  // cycle; one without new requests since the last cycle stays as it is.
+  //
+  // After the wall clock has gone back no cycle runs until the time of the last one has passed
+  // again by a check period.
   void Update(int app_id, int zone_id, KorvainServiceStatisticMgr& statistic_mgr);
 
  private:

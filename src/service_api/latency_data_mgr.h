@@ -58,7 +58,8 @@ class LatencyDataMgr {
   //
   // Returns 0; API_ERR_PARAMETER_INVALID, changing nothing, for a bad argument;
   // API_ERR_ALLOCATE_MEMORY when there is no memory: the manager is then not ready. Called again,
-  // it drops the requests in flight uncounted and starts afresh.
+  // it drops the requests in flight uncounted and starts afresh: ids given before must not be used
+  // any more, since the same ids are handed out again.
   int Init(int32_t app_id, int timeout, int limit, Logger* logger);
 
   // Remembers a request sent at `send_time` to the access (zone_id, ip, port), registered or not.
@@ -68,23 +69,26 @@ class LatencyDataMgr {
   // cannot be entered in the list.
   int PushBack(int32_t zone_id, int64_t send_time, int32_t ip, int32_t port);
 
-  // Takes the response to the request `id`, received at `recv_time`. A delay above 0 is added to
-  // the overall delay sum of the zone's record and, when the access is in use in the record, to
-  // that of the access. The request is then forgotten. With the send time for `recv_time` nothing
-  // is counted: so a request is withdrawn that could not be sent after all.
+  // Takes the response to the request `id`, received at `recv_time`. The delay is added to the
+  // overall delay sum of the zone's record and, when the access is in use in the record, to that of
+  // the access. The request is then forgotten. A delay of 0 ms, or one below, is not counted, and
+  // not among the samples of the mean either.
   //
   // Returns 0. API_ERR_PARAMETER_INVALID for a null statistic_mgr. GEN_ERR_ERR for an id that names
   // no request in flight, the ordinary outcome for a response that comes after its request has
-  // timed out (also when the slot serves another request by then); when the zone has no record (the
-  // request stays in flight); or when the list is damaged.
+  // timed out (also when the slot serves another request by then: a late response is refused unless
+  // its slot has been handed out exactly a multiple of 16384 times since); when the zone has no
+  // record (the request stays in flight); or when the list is damaged.
   int CalculateDelay(int32_t id, int64_t recv_time, KorvainServiceStatisticMgr* statistic_mgr);
 
   // Expires requests from the oldest on, at most `limit` of them, until it meets one that is
   // younger than the time-out. A request counts as timed out when its age is at least the time-out,
   // or when it was sent later than now. To be called often; one call costs at most `limit` entries.
+  // Each time-out of a registered access is logged at ERROR, without asking IsPriorityEnabled.
   //
   // Returns 0. API_ERR_PARAMETER_INVALID for a null statistic_mgr. GEN_ERR_ERR when the zone of the
-  // oldest request has no record: the sweep cannot pass it until it exists.
+  // oldest request has no record, which holds up the expiry of every request behind it, of whatever
+  // zone, until the record exists; or when the list is damaged.
   int TraverseForDeleteTimeOutNode(KorvainServiceStatisticMgr* statistic_mgr);
 
   // Milliseconds; 0 or less stands for STATISTIC_DEFAULT_TIME_OUT.

@@ -69,25 +69,31 @@ class KorvainServiceStatisticMgr {
   int CreateStatisticMap(int set_id, int app_id, int zone_id);
 
   // Registers a proxy endpoint: gives it the next slot of the record's access array and enters it
-  // in the access index. The record keeps `url` without its first six characters (the scheme
-  // prefix, skipped unseen), at most 127 characters, and at most 31 characters of `svr_id`.
+  // in the access index. The record keeps `url` without its first six characters, which are taken
+  // for a scheme prefix and cut off from any text, at most 127 characters, and at most 31
+  // characters of `svr_id`.
   //
   // Returns 0, also when the index holds the access already, whichever application registered it:
   // nothing changes then. API_ERR_PARAMETER_INVALID for a null text; GEN_ERR_ERR when the pair has
   // no record or the record holds 256 accesses.
+  //
+  // All applications of a zone share the index. An access that one has registered is not added for
+  // another, and its slot may be that of another access in the other's record, where delays and
+  // time-outs then go. So applications that share a zone must not share endpoints.
   int AddAccess(int32_t app_id, int32_t zone_id, const char* url, int ip, int port,
                 const char* svr_id);
 
   // The slot of an access, or -1. It belongs to the record of the application that registered the
-  // access, and is valid there only while it is below the record's iAccessCount: Reset empties the
-  // record's array and leaves the index alone.
+  // access, and is valid there only while it is below the record's iAccessCount: Reset, and a clock
+  // that goes back, empty the record's array and leave the index alone.
   int FindAccessIndex(int32_t zone_id, int32_t ip, int32_t port) const {
     return m_access_index_map == nullptr ? INVALID_ARRAY_INDEX
                                          : m_access_index_map->Find(zone_id, ip, port);
   }
 
   // Forgets the slots of all accesses of the zone, so that they can be added again after Reset.
-  // Those of every application: where several share a zone, reset all their records first.
+  // Those of every application: where several share a zone, reset all their records first. Costs
+  // what the accesses of this zone cost, however many others there are.
   void ClearAccess(int32_t zone_id);
 
   // The record of the pair, owned by the manager, or null when there is none.
@@ -101,7 +107,10 @@ class KorvainServiceStatisticMgr {
   void Reset(int app_id, int zone_id);
 
   // The counters of an access of the record's zone, for the caller to count in, or null when the
-  // access is not in use in that record. The second form finds the record first.
+  // index does not hold the access or its slot is not below the record's iAccessCount, as after
+  // Reset or a clock that has gone back. Whether the slot is that access's in this record is not
+  // looked at: see AddAccess for applications that share a zone. The second form finds the record
+  // first.
   ACCESSRUNSTATUS* GetAccessRunStatus(SERVICEAPISTATISTIC& statistic, int32_t ip, int32_t port);
   ACCESSRUNSTATUS* GetAccessRunStatus(int app_id, int zone_id, int32_t ip, int32_t port);
 
@@ -124,16 +133,20 @@ class KorvainServiceStatisticMgr {
   // Whether a report is due at `cur_time` (seconds): a report period has passed since the last one.
   // False for a pair without options.
   // When the clock has gone back behind the last report, clears the record (as Reset does), takes
-  // `cur_time` for the last report and answers false.
+  // `cur_time` for the last report and answers false. The access array is empty then, which
+  // iAccessCount == 0 shows: clear the zone and add its accesses again, or nothing is counted for
+  // them and GetAccessRunStatus gives null.
   bool IsShouldReportStatisticNow(int32_t app_id, int32_t zone_id, int64_t cur_time);
 
   // Rewrites the record for its report: counts become events per minute since the last report,
   // delay sums become means, and the user-defined text is copied in. To be called once per report.
   // When no time has passed since the last report or the clock has gone back, clears the record and
-  // takes `cur_time` for the last report instead. No effect for a pair without options or record.
+  // takes `cur_time` for the last report instead, see IsShouldReportStatisticNow. No effect for a
+  // pair without options or record.
   // Of tables and accesses at most the first 256 are rewritten, whatever the counts say.
   //
-  // A rate is count * 60 modulo 2^32, divided by the seconds passed: counts above 71,582,788 wrap.
+  // A rate is count * 60 modulo 2^32, divided by the seconds passed and rounded down: one event in
+  // more than 60 seconds is a rate of 0, and counts above 71,582,788 wrap. Means are rounded down.
   void CalculateAverage(int32_t app_id, int32_t zone_id, int64_t cur_time);
 
   // Names for ids, copied; a null name stands for the empty one. A getter gives null for an id

@@ -56,9 +56,6 @@ FakePlatform::FakePlatform() {
 FakePlatform::~FakePlatform() {
   active = nullptr;
 }
-FakePlatform* FakePlatform::Active() {
-  return active;
-}
 
 Allocations::~Allocations() {
   Restart();

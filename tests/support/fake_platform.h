@@ -24,7 +24,6 @@ class FakePlatform {
  public:
   FakePlatform();
   ~FakePlatform();
-  static FakePlatform* Active();
 
   std::deque<int> socket_errors;  // errno for each next call; 0 lets it through
   std::deque<int> setfl_errors;

@@ -24,6 +24,8 @@ enum LogLevel {
 // A Logger outlives every object that it was given to. It is called synchronously, on the thread
 // and from within the operation that reports, so it must not call back into the reporting object.
 // Every class of the module takes a null Logger as well and is then silent; results are the same.
+// Lines come at every level and mostly unasked, so an implementation filters for itself: a proxy
+// that goes down writes an ERROR line for each of its requests that times out.
 class Logger : public NoneCopyable {
  public:
   // Writes one line. `fmt` and what follows are as for printf; `file`, `line` and `func` name the
