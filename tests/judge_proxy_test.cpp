@@ -378,8 +378,9 @@ TEST_F(JudgeProxyTest, OneEndpointInTwoPairsIsJudgedForEach) {
 }
 
 // An endpoint is evaluated at second E; then other pairs, which have no records, run cycles and so
-// may walk the map. A pair's first cycle always walks.
+// may walk the map. A pair's first cycle walks wherever something may have to change.
 TEST_F(JudgeProxyTest, WalksDropStatusesOfEveryPairAtTheirAge) {
+  constexpr int RESET = -1;  // instead of a cycle, the endpoint is reset
   struct OtherCycle {
     int zone;
     bool is_first;
@@ -403,6 +404,14 @@ TEST_F(JudgeProxyTest, WalksDropStatusesOfEveryPairAtTheirAge) {
       {"and is dropped 300 seconds later", START, {{77, true, -1000}, {78, true, -700}}, false},
       {"before the epoch: the first walk waits", -2000, {{77, true, 400}}, true},
       {"300 seconds", -2000, {{77, true, 400}, {77, false, 700}}, false},
+      {"reset after a walk, then the clock goes back: ages from the next walk on",
+       START,
+       {{77, true, 10}, {RESET, false, 100}, {78, true, 50}, {79, true, 349}},
+       true},
+      {"and is dropped 300 seconds later, as if never in the future",
+       START,
+       {{77, true, 10}, {RESET, false, 100}, {78, true, 50}, {79, true, 350}},
+       false},
   };
   for (const Case& row : table) {
     SCOPED_TRACE(row.name);
@@ -419,7 +428,13 @@ TEST_F(JudgeProxyTest, WalksDropStatusesOfEveryPairAtTheirAge) {
     SetCounts(10, 10, 0);
     run_cycle(ZONE, true, row.evaluated);
     for (const OtherCycle& cycle : row.cycles) {
-      run_cycle(cycle.zone, cycle.is_first, row.evaluated + cycle.second);
+      const int64_t second = row.evaluated + cycle.second;
+      if (cycle.zone != RESET) {
+        run_cycle(cycle.zone, cycle.is_first, second);
+      } else {
+        *test::wall_seconds = second;
+        EXPECT_EQ(fresh.ResetJudgeProxyStatus(APP, ZONE, URL), 0);
+      }
     }
     EXPECT_EQ(fresh.ResetJudgeProxyStatus(APP, ZONE, URL), row.is_kept ? 0 : -2);
   }
