@@ -97,6 +97,12 @@ bool JudgeProxy::IsProxyUnavailable(int app_id, int zone_id, const char* url) {
   return true;
 }
 
+int JudgeProxy::GetUnavailableTimes(int app_id, int zone_id, const char* url) const {
+  if (url == nullptr) return -1;
+  const JudgeProxyStatus* status = FindStatus(app_id, zone_id, url);
+  return status == nullptr ? -1 : status->unavailable_times;
+}
+
 int JudgeProxy::ResetJudgeProxyStatus(int app_id, int zone_id, const char* url) {
   if (url == nullptr) {
     return KORVAIN_FAIL(-1, m_logger, KORVAIN_LOG_LEVEL_ERROR, "NULL == url.");
@@ -121,6 +127,11 @@ JudgeProxyOption* JudgeProxy::FindOption(int app_id, int zone_id) {
 
 JudgeProxyOption& JudgeProxy::FindOrMakeOption(int app_id, int zone_id) {
   return m_option_map[GetKey(app_id, zone_id)];
+}
+
+const JudgeProxyStatus* JudgeProxy::FindStatus(int app_id, int zone_id, const char* url) const {
+  const auto found = m_map.find(JudgeProxyMapKeyInfo(app_id, zone_id, detail::SkipScheme(url)));
+  return found == m_map.end() ? nullptr : &found->second;
 }
 
 JudgeProxyStatus* JudgeProxy::FindStatus(int app_id, int zone_id, const char* url) {

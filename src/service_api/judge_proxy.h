@@ -107,6 +107,12 @@ class JudgeProxy {
   // the answer must be kept by the caller. False for a null URL and an endpoint never evaluated.
   bool IsProxyUnavailable(int app_id, int zone_id, const char* url);
 
+  // The endpoint's bad cycles in a row, 0 or more; -1 for a null URL and an endpoint never
+  // evaluated (or not for so long that it was dropped). Changes nothing, so it may be asked for a
+  // display at any time, beside IsProxyUnavailable, whose answer is given once and starts the count
+  // again.
+  int GetUnavailableTimes(int app_id, int zone_id, const char* url) const;
+
   // Lets the endpoint start again at no bad cycle. Returns 0, -1 for a null URL, -2 for an endpoint
   // never evaluated.
   int ResetJudgeProxyStatus(int app_id, int zone_id, const char* url);
@@ -145,6 +151,7 @@ class JudgeProxy {
   const JudgeProxyOption* FindOption(int app_id, int zone_id) const;
   JudgeProxyOption& FindOrMakeOption(int app_id, int zone_id);
   JudgeProxyStatus* FindStatus(int app_id, int zone_id, const char* url);
+  const JudgeProxyStatus* FindStatus(int app_id, int zone_id, const char* url) const;
 
   JudgeProxyOption* BeginCycleIfDue(int app_id, int zone_id, int64_t cur_time);
   void EvaluateAccesses(int app_id, int zone_id, const JudgeProxyOption& option,

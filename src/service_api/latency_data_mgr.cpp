@@ -15,7 +15,9 @@ namespace KorvainService {
 
 namespace {
 
-constexpr char PUSH_BACK[] = "PushBack";  // in whose name its steps report
+// In whose names their steps report.
+constexpr char PUSH_BACK[] = "PushBack";
+constexpr char TRAVERSE[] = "TraverseForDeleteTimeOutNode";
 
 // The address in dotted form, in a buffer that the next call overwrites.
 const char* Dotted(int32_t ip) {
@@ -214,6 +216,13 @@ void LatencyDataMgr::LogFullPool(RepetitiveFailure failure) {
                  MAX_LOG_FREQUENCY);
 }
 
+void LatencyDataMgr::LogUnknownId(const char* operation, int32_t id) {
+  if (!IsReportDue(UNKNOWN_ID)) return;
+  KORVAIN_LOG_AS(operation, m_logger, KORVAIN_LOG_LEVEL_ERROR,
+                 "objslab_get for latency data pool failed. id:%d, frequency:%d", id,
+                 MAX_LOG_FREQUENCY);
+}
+
 void LatencyDataMgr::GiveBack(LPOBJSLAB pool, int id) {
   if (objslab_free(pool, id) != 0) LogNotFreed(PUSH_BACK, id);
 }
@@ -233,38 +242,41 @@ int LatencyDataMgr::CalculateDelay(int32_t id, int64_t recv_time,
     return KORVAIN_FAIL(API_ERR_PARAMETER_INVALID, m_logger, KORVAIN_LOG_LEVEL_ERROR,
                         "the input parameter is invalid, NULL == statistic_mgr");
   }
-  if (!IsReady() || !detail::ObjSlabIsInUse<sizeof(LatencyData)>(m_latency_data_pool, id)) {
-    if (IsReportDue(UNKNOWN_ID)) {
-      KORVAIN_LOG(m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                  "objslab_get for latency data pool failed. id:%d, frequency:%d", id,
-                  MAX_LOG_FREQUENCY);
-    }
+  const LatencyData* const request = Find(id);
+  if (request == nullptr) {
+    LogUnknownId(__func__, id);
     return GEN_ERR_ERR;
   }
-  const auto& request = *static_cast<const LatencyData*>(
-      detail::ObjSlabMemoryOf<sizeof(LatencyData)>(m_latency_data_pool, id));
 
   SERVICEAPISTATISTIC* const statistic =
-      statistic_mgr->GetServiceApiStatistic(m_app_id, request.zone_id);
+      statistic_mgr->GetServiceApiStatistic(m_app_id, request->zone_id);
   if (statistic == nullptr) {
     return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_ERROR,
                         "statistic_mgr->GetServiceApiStatistic failed. app_id:%d, zone_id:%d",
-                        m_app_id, request.zone_id);
+                        m_app_id, request->zone_id);
   }
-  if (request.time_ms < recv_time) {
-    const uint64_t delay = detail::Elapsed(request.time_ms, recv_time);
+  if (request->time_ms < recv_time) {
+    const uint64_t delay = detail::Elapsed(request->time_ms, recv_time);
     AddDelay(statistic->stOverallRunStatus, delay);
     ACCESSRUNSTATUS* const access =
-        statistic_mgr->HashedAccess(*statistic, AccessOf(request), request.access_hash);
+        statistic_mgr->HashedAccess(*statistic, AccessOf(*request), request->access_hash);
     if (access != nullptr) AddDelay(*access, delay);
   }
 
-  return Forget(request, __func__);
+  return Forget(__func__, *request);
+}
+
+const LatencyData* LatencyDataMgr::Find(int32_t id) const {
+  if (!IsReady() || !detail::ObjSlabIsInUse<sizeof(LatencyData)>(m_latency_data_pool, id)) {
+    return nullptr;
+  }
+  return static_cast<const LatencyData*>(
+      detail::ObjSlabMemoryOf<sizeof(LatencyData)>(m_latency_data_pool, id));
 }
 
 // Ends a request that has been found in flight. So both of its slots are in use, and neither giving
 // them back nor finding the node can fail.
-inline int LatencyDataMgr::Forget(const LatencyData& request, const char* operation) {
+inline int LatencyDataMgr::Forget(const char* operation, const LatencyData& request) {
   const int record_id = request.id_for_latency_data;
   const int node_id = request.id_for_list_node;
   detail::ObjSlabGiveBackInUse<sizeof(LatencyData)>(m_latency_data_pool, record_id);
@@ -278,10 +290,34 @@ inline int LatencyDataMgr::Forget(const LatencyData& request, const char* operat
   return 0;
 }
 
+int LatencyDataMgr::Withdraw(int32_t id) {
+  const LatencyData* const request = Find(id);
+  if (request == nullptr) {
+    LogUnknownId(__func__, id);
+    return GEN_ERR_ERR;
+  }
+  return Forget(__func__, *request);
+}
+
+int LatencyDataMgr::Count() const {
+  return IsReady() ? static_cast<int>(m_bidirection_list->Count()) : 0;
+}
+
 int LatencyDataMgr::TraverseForDeleteTimeOutNode(KorvainServiceStatisticMgr* statistic_mgr) {
+  return Sweep(statistic_mgr, [](const LatencyData& /*request*/) {});
+}
+
+int LatencyDataMgr::TraverseForDeleteTimeOutNode(KorvainServiceStatisticMgr* statistic_mgr,
+                                                 const TimeOutHandler& on_time_out) {
+  if (!on_time_out) return TraverseForDeleteTimeOutNode(statistic_mgr);
+  return Sweep(statistic_mgr, on_time_out);
+}
+
+template <class OnTimeOut>
+int LatencyDataMgr::Sweep(KorvainServiceStatisticMgr* statistic_mgr, const OnTimeOut& on_time_out) {
   if (statistic_mgr == nullptr) {
-    return KORVAIN_FAIL(API_ERR_PARAMETER_INVALID, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                        "the input parameter is invalid, NULL == statistic_mgr");
+    return KORVAIN_FAIL_AS(TRAVERSE, API_ERR_PARAMETER_INVALID, m_logger, KORVAIN_LOG_LEVEL_ERROR,
+                           "the input parameter is invalid, NULL == statistic_mgr");
   }
   if (!IsReady()) return 0;
 
@@ -297,9 +333,9 @@ int LatencyDataMgr::TraverseForDeleteTimeOutNode(KorvainServiceStatisticMgr* sta
     SERVICEAPISTATISTIC* const statistic =
         statistic_mgr->GetServiceApiStatistic(m_app_id, request.zone_id);
     if (statistic == nullptr) {
-      return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                          "statistic_mgr->GetServiceApiStatistic failed. app_id:%d, zone_id:%d",
-                          m_app_id, request.zone_id);
+      return KORVAIN_FAIL_AS(TRAVERSE, GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_ERROR,
+                             "statistic_mgr->GetServiceApiStatistic failed. app_id:%d, zone_id:%d",
+                             m_app_id, request.zone_id);
     }
     // A request sent later than now has a huge age and so has timed out, too.
     const uint64_t age = detail::Elapsed(request.time_ms, GetCurrentMilliseconds());
@@ -313,24 +349,25 @@ int LatencyDataMgr::TraverseForDeleteTimeOutNode(KorvainServiceStatisticMgr* sta
       ++access->dwTimeoutCountPerMin;
     }
 
-    const int record_id = request.id_for_latency_data;
-    const int node_id = request.id_for_list_node;
+    const LatencyData expired = request;
     if (!m_bidirection_list->Remove(head)) {
-      return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                          "m_bidirection_list->Remove() failed.");
+      return KORVAIN_FAIL_AS(TRAVERSE, GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_ERROR,
+                             "m_bidirection_list->Remove() failed.");
     }
-    if (!detail::ObjSlabGiveBack<sizeof(LatencyData)>(m_latency_data_pool, record_id)) {
-      LogNotFreed(__func__, record_id);
+    if (!detail::ObjSlabGiveBack<sizeof(LatencyData)>(m_latency_data_pool,
+                                                      expired.id_for_latency_data)) {
+      LogNotFreed(TRAVERSE, expired.id_for_latency_data);
     }
-    if (!detail::ObjSlabGiveBack<sizeof(LIST_NODE)>(m_list_node_pool, node_id)) {
-      LogNotFreed(__func__, node_id);
+    if (!detail::ObjSlabGiveBack<sizeof(LIST_NODE)>(m_list_node_pool, expired.id_for_list_node)) {
+      LogNotFreed(TRAVERSE, expired.id_for_list_node);
     }
+    on_time_out(expired);
   }
   return 0;
 }
 
 void LatencyDataMgr::LogTimedOut(const LatencyData& request) {
-  KORVAIN_LOG_AS("TraverseForDeleteTimeOutNode", m_logger, KORVAIN_LOG_LEVEL_ERROR,
+  KORVAIN_LOG_AS(TRAVERSE, m_logger, KORVAIN_LOG_LEVEL_ERROR,
                  "it is timeout. app_id:%d, zone_id:%d, ip:%s, port:%d, id_for_latency_data:%d, "
                  "id_for_list_node:%d",
                  m_app_id, request.zone_id, Dotted(request.ip), request.port,

@@ -3,6 +3,7 @@
 #define KORVAIN_LATENCY_DATA_MGR_H_
 
 #include <cstdint>
+#include <functional>
 
 #include "comm/objslab.h"
 #include "net/bi_list.h"
@@ -25,10 +26,10 @@ inline constexpr int MAX_LOG_FREQUENCY = 100000;
 
 // One request in flight.
 struct LatencyData {
-  int32_t id_for_latency_data;  // this record's slot
+  int32_t id_for_latency_data;  // the id that PushBack gave
   int32_t id_for_list_node;     // the slot of its list node
   int64_t time_ms;              // when the request was sent
-  int32_t zone_id;
+  int32_t zone_id;              // the access, as given to PushBack
   int32_t ip;
   int32_t port;
   uint32_t access_hash;  // of zone, address and port, for finding the access when it is over
@@ -91,6 +92,32 @@ class LatencyDataMgr {
   // zone, until the record exists; or when the list is damaged.
   int TraverseForDeleteTimeOutNode(KorvainServiceStatisticMgr* statistic_mgr);
 
+  // Called for a request that a sweep has expired, with a copy of it. The request has been counted
+  // and is no longer in flight; its id may be handed out again. The handler may call PushBack (for
+  // a retry), CalculateDelay, Withdraw, Find and Count of the same manager, and nothing else of it.
+  using TimeOutHandler = std::function<void(const LatencyData& request)>;
+
+  // The same, and calls the handler once for each request that it expires. A retry that is due at
+  // once is expired by the same call at most as long as `limit` allows. What the handler throws
+  // leaves the sweep: the request is gone, and those behind it wait for the next sweep. An empty
+  // handler is not called.
+  int TraverseForDeleteTimeOutNode(KorvainServiceStatisticMgr* statistic_mgr,
+                                   const TimeOutHandler& on_time_out);
+
+  // Forgets the request `id` without counting it: one that could not be sent after all.
+  //
+  // Returns 0; GEN_ERR_ERR for an id that names no request in flight, which is logged as rarely as
+  // in CalculateDelay and counted with its failures, or when the list is damaged.
+  int Withdraw(int32_t id);
+
+  // The request in flight that `id` names, or null for any other id and before Init. It stays valid
+  // until the request is over (answered, withdrawn or expired), the next Init or the destruction of
+  // the manager.
+  const LatencyData* Find(int32_t id) const;
+
+  // The number of requests in flight; 0 before Init.
+  int Count() const;
+
   // Milliseconds; 0 or less stands for STATISTIC_DEFAULT_TIME_OUT.
   void SetTimeOut(int32_t timeout);
 
@@ -112,7 +139,10 @@ class LatencyDataMgr {
   void GiveBack(LPOBJSLAB pool, int id);
   void GiveBackBoth(int record_id, int node_id);
   void LogNotFreed(const char* operation, int id);
-  int Forget(const LatencyData& request, const char* operation);
+  void LogUnknownId(const char* operation, int32_t id);
+  int Forget(const char* operation, const LatencyData& request);
+  template <class OnTimeOut>
+  int Sweep(KorvainServiceStatisticMgr* statistic_mgr, const OnTimeOut& on_time_out);
   void LogTimedOut(const LatencyData& request);
 
   LPOBJSLAB m_latency_data_pool = nullptr;

@@ -94,52 +94,6 @@ void KorvainServiceStatisticMgr::FillIdentity(SERVICEAPISTATISTIC& statistic, in
   statistic.stProcessInfo.iPid = getpid();
 }
 
-int KorvainServiceStatisticMgr::AddAccess(int32_t app_id, int32_t zone_id, const char* url, int ip,
-                                          int port, const char* svr_id) {
-  if (url == nullptr || svr_id == nullptr) {
-    return KORVAIN_FAIL(API_ERR_PARAMETER_INVALID, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                        "NULL == url || NULL == svr_id");
-  }
-  if (FindAccessIndex(zone_id, ip, port) != INVALID_ARRAY_INDEX) return 0;
-
-  SERVICEAPISTATISTIC* statistic = GetServiceApiStatistic(app_id, zone_id);
-  if (statistic == nullptr) {
-    return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                        "m_statistic_map.find() failed. app_id:%d, zone_id:%d", app_id, zone_id);
-  }
-
-  // A negative count can only come from a caller that wrote into the record.
-  const int32_t count = statistic->iAccessCount;
-  if (count < 0 || count >= STATISTIC_MAX_ACCESS_COUNT) {
-    return KORVAIN_FAIL(
-        GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-        "the access count(%d) >=  STATISTIC_MAX_ACCESS_COUNT(%d), can't add new table to table "
-        "statisticapp_id:%d, zone_id:%d, url:%s",
-        count, STATISTIC_MAX_ACCESS_COUNT, app_id, zone_id, url);
-  }
-
-  STATISTICHOSTINFO& host = statistic->astAccessStatistic[count].stHostInfo;
-  detail::CopyText(host.szUrl, detail::SkipScheme(url));
-  detail::CopyText(host.szSvrId, svr_id);
-
-  if (m_access_index_map->Insert(zone_id, ip, port, count) != 0) {
-    return KORVAIN_FAIL(
-        GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-        "m_access_index_map->Insert() failed. app_id:%d, zone_id:%d, url:%s, svr_id:%s", app_id,
-        zone_id, url, svr_id);
-  }
-  statistic->iAccessCount = count + 1;
-  KORVAIN_LOG(m_logger, KORVAIN_LOG_LEVEL_DEBUG,
-              "m_access_index_map->Insert() success. access count:%d, app_id:%d, zone_id:%d, "
-              "url:%s, svr_id:%s",
-              count + 1, app_id, zone_id, url, svr_id);
-  return 0;
-}
-
-void KorvainServiceStatisticMgr::ClearAccess(int32_t zone_id) {
-  if (m_access_index_map != nullptr) m_access_index_map->Clear(zone_id);
-}
-
 void KorvainServiceStatisticMgr::Reset(int app_id, int zone_id) {
   SERVICEAPISTATISTIC* statistic = GetServiceApiStatistic(app_id, zone_id);
   if (statistic == nullptr) return;
@@ -148,23 +102,6 @@ void KorvainServiceStatisticMgr::Reset(int app_id, int zone_id) {
   memset(&statistic->stOverallRunStatus, 0, sizeof(statistic->stOverallRunStatus));
   statistic->iAccessCount = 0;
   memset(statistic->astAccessStatistic, 0, sizeof(statistic->astAccessStatistic));
-}
-
-ACCESSRUNSTATUS* KorvainServiceStatisticMgr::GetAccessRunStatus(SERVICEAPISTATISTIC& statistic,
-                                                                int32_t ip, int32_t port) {
-  const int index = FindAccessIndex(statistic.iZoneID, ip, port);
-  if (index < 0 || index >= statistic.iAccessCount) return nullptr;
-  return &statistic.astAccessStatistic[index].stAccessRunStatus;
-}
-
-ACCESSRUNSTATUS* KorvainServiceStatisticMgr::GetAccessRunStatus(int app_id, int zone_id, int32_t ip,
-                                                                int32_t port) {
-  SERVICEAPISTATISTIC* statistic = GetServiceApiStatistic(app_id, zone_id);
-  if (statistic == nullptr) {
-    return KORVAIN_FAIL(nullptr, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                        "GetServiceApiStatistic() failed. app_id:%d, zone_id:%d", app_id, zone_id);
-  }
-  return GetAccessRunStatus(*statistic, ip, port);
 }
 
 void KorvainServiceStatisticMgr::SetSetIdAndName(int32_t set_id, const char* set_name) {

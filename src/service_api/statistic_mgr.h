@@ -96,6 +96,16 @@ class KorvainServiceStatisticMgr {
   // what the accesses of this zone cost, however many others there are.
   void ClearAccess(int32_t zone_id);
 
+  // Finds or enters a table in the record's array of tables, so that it can be counted in. The
+  // first 127 characters of `name` count. Walks the array, so the index is to be kept; it is valid
+  // until Reset, or a clock that goes back, empties the tables: add them again then, like the
+  // accesses.
+  //
+  // Returns the index in astTableStatistic, 0 to 255; API_ERR_PARAMETER_INVALID for a null or empty
+  // name; GEN_ERR_ERR when the pair has no record, when the name is new and 256 tables are in use,
+  // and when the record's nTableCount is negative.
+  int AddTable(int32_t app_id, int32_t zone_id, const char* name);
+
   // The record of the pair, owned by the manager, or null when there is none.
   SERVICEAPISTATISTIC* GetServiceApiStatistic(int app_id, int zone_id) {
     return m_statistic_map.Find(GetKey(app_id, zone_id));
@@ -103,7 +113,8 @@ class KorvainServiceStatisticMgr {
 
   // Clears the record of the pair for a new period: tables, overall counts and text, accesses. Ids,
   // process information, options and access index are kept, so ClearAccess of the zone and
-  // AddAccess of every access come next. No effect when there is no record.
+  // AddAccess of every access come next, and AddTable of every table. No effect when there is no
+  // record.
   void Reset(int app_id, int zone_id);
 
   // The counters of an access of the record's zone, for the caller to count in, or null when the

@@ -21,6 +21,13 @@ namespace {
 constexpr int MAX_PKG_SIZE_TO_SEND_THROUGH_UDP = 65536;
 constexpr int32_t MAX_PORT = 65535;
 
+// Asking clears it.
+int PendingErrorOf(int sock) {
+  int error = 0;
+  socklen_t length = sizeof(error);
+  return getsockopt(sock, SOL_SOCKET, SO_ERROR, &error, &length) == 0 ? error : 0;
+}
+
 }  // namespace
 
 UDPClient::~UDPClient() {
@@ -54,7 +61,31 @@ int UDPClient::Init(const char* url, Logger* logger) {
                         error, strerror(error));
   }
   detail::CopyText(m_url, url);
+  if (m_is_noticing) TellSocketWhatToNotice(__func__);
   return 0;
+}
+
+void UDPClient::SetNoticeUnreachable(bool is_noticing) {
+  if (m_is_noticing == is_noticing) return;
+  m_is_noticing = is_noticing;
+  if (m_sock < 0) return;
+  TellSocketWhatToNotice(__func__);
+  if (!m_is_noticing) PendingErrorOf(m_sock);  // it would fail a Send
+}
+
+// The kernel passes ICMP errors on to an unconnected socket only where IP_RECVERR is set.
+void UDPClient::TellSocketWhatToNotice(const char* operation) {
+  const int value = m_is_noticing ? 1 : 0;
+  if (setsockopt(m_sock, IPPROTO_IP, IP_RECVERR, &value, sizeof(value)) != 0) {
+    const int error = errno;
+    KORVAIN_LOG_AS(operation, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
+                   "set socket option -- recverr failed! url=%s, errno=%d, errstr=%s", m_url, error,
+                   strerror(error));
+  }
+}
+
+int UDPClient::TakePendingError() {
+  return m_is_noticing && m_sock >= 0 ? PendingErrorOf(m_sock) : 0;
 }
 
 void UDPClient::Fini() {

@@ -42,12 +42,28 @@ class UDPClient {
   // too large or cannot be sent at once.
   int Send(const char* buf, int buf_len);
 
+  // The URL of the last Init that succeeded, empty before one; valid until the next Init. It is
+  // kept after Fini.
+  const char* GetUrl() const { return m_url; }
+
+  // Whether the network's answers to sent datagrams (ICMP: port, host or network unreachable) are
+  // to be kept for TakePendingError; they then also fail the next Send. Off at the start. Holds for
+  // the socket that is open and for those of each later Init. Failing to tell a socket is logged
+  // and changes nothing else. Switched off, it drops an answer that is still pending.
+  void SetNoticeUnreachable(bool is_noticing);
+
+  // The errno of the answer that came since the last one was taken or failed a Send; 0 when there
+  // is none, when the client is closed, and when answers are not noticed.
+  int TakePendingError();
+
  private:
   int ParseURL(const char* url);
+  void TellSocketWhatToNotice(const char* operation);
 
   char m_url[MAX_URL_LENGTH_FOR_STATISTIC] = {};  // for log lines; empty until Init has succeeded
   int m_sock = -1;                                // -1 when there is none
   sockaddr_in m_sock_addr = {};
+  bool m_is_noticing = false;
   Logger* m_logger = nullptr;  // borrowed
 };
 

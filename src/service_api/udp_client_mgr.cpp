@@ -1,5 +1,6 @@
 #include "service_api/udp_client_mgr.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -137,6 +138,7 @@ void UDPClientMgr::OpenClientFromRandomStart() {
     const int ret = m_udp_client.Init(m_url[index], m_logger);
     if (ret == 0) {
       m_is_already_init_udp_client = true;
+      m_current_index = index;
       KORVAIN_LOG_AS(ADD_COLLECT_SERVER_ADDRESS, m_logger, KORVAIN_LOG_LEVEL_DEBUG,
                      "m_udp_client.Init() success. url:%s", m_url[index]);
       return;
@@ -159,15 +161,49 @@ int UDPClientMgr::Send(const char* buff, int buff_len) {
   const int ret = m_udp_client.Send(buff, buff_len);
   if (ret == 0) return 0;
   KORVAIN_LOG(m_logger, KORVAIN_LOG_LEVEL_DEBUG, "m_udp_client->Send() failed.");
-  CloseClient();
+  if (m_is_noticing) {
+    LeaveCurrentServer();
+  } else {
+    CloseClient();
+  }
   return ret;
 }
 
 void UDPClientMgr::Update() {
+  if (m_is_noticing) LeaveUnreachableServer();
   if (m_url_count <= 0 || m_is_already_init_udp_client) return;
   if (m_begin_index >= m_url_count) m_begin_index = 0;
-  m_is_already_init_udp_client = m_udp_client.Init(m_url[m_begin_index], m_logger) == 0;
+  m_current_index = m_begin_index;
+  m_is_already_init_udp_client = m_udp_client.Init(m_url[m_current_index], m_logger) == 0;
   ++m_begin_index;
+}
+
+// Other errors do not mean that the server is gone, such as EMSGSIZE for a path that has changed.
+void UDPClientMgr::LeaveUnreachableServer() {
+  const int error = m_udp_client.TakePendingError();
+  if (error != ECONNREFUSED && error != EHOSTUNREACH && error != ENETUNREACH &&
+      error != EHOSTDOWN) {
+    return;
+  }
+  KORVAIN_LOG_AS("Update", m_logger, KORVAIN_LOG_LEVEL_DEBUG,
+                 "the collect server is unreachable. url:%s, errno:%d, errstr:%s",
+                 m_udp_client.GetUrl(), error, strerror(error));
+  LeaveCurrentServer();
+}
+
+void UDPClientMgr::LeaveCurrentServer() {
+  if (!m_is_already_init_udp_client) return;
+  m_begin_index = m_current_index + 1;
+  CloseClient();
+}
+
+const char* UDPClientMgr::GetCurrentUrl() const {
+  return m_is_already_init_udp_client ? m_udp_client.GetUrl() : nullptr;
+}
+
+void UDPClientMgr::SetNoticeUnreachable(bool is_noticing) {
+  m_is_noticing = is_noticing;
+  m_udp_client.SetNoticeUnreachable(is_noticing);
 }
 
 }  // namespace KorvainService

@@ -16,9 +16,9 @@ namespace KorvainService {
 // failed send closes the client, and each Update then tries one server, in turn from the first of
 // the list.
 //
-// UDP tells nobody whether a datagram arrives: a server that has gone, on a host that still routes,
-// is not noticed. What fails a send is local: no route, a full socket buffer, a report of more than
-// 65507 bytes.
+// UDP tells nobody whether a datagram arrives. What fails a send by itself is local: no route, a
+// full socket buffer, a report of more than 65507 bytes. A server that has gone is noticed only
+// with SetNoticeUnreachable, and only when the network says so.
 //
 // Everything it logs, failures included, is at DEBUG. Not thread-safe; nothing is thrown.
 class UDPClientMgr {
@@ -29,7 +29,8 @@ class UDPClientMgr {
   UDPClientMgr& operator=(const UDPClientMgr&) = delete;
 
   // Takes the logger, which is borrowed and may be null, closes the client, forgets all servers and
-  // seeds the process-wide generator of rand() with the time. Returns 0.
+  // seeds the process-wide generator of rand() with the time. Whose turn it is in Update is kept,
+  // and so is SetNoticeUnreachable. Returns 0.
   int Init(Logger* logger);
 
   // Replaces the list of servers by the valid ones among `count` URLs, at most the first 32 of
@@ -52,19 +53,44 @@ class UDPClientMgr {
 
   // To be called over and over: tries to open a closed client on the next server of the list. The
   // first turn is that of the first server, whichever was chosen at random, even if it has just
-  // failed; one turn later it is the next one's.
+  // failed; one turn later it is the next one's. See SetNoticeUnreachable for what it does more.
   void Update();
+
+  // The URL of the collect server in use, or null while the client is closed. Valid until the next
+  // call of another operation.
+  const char* GetCurrentUrl() const;
+
+  // Closes the client; the next Update begins with the server after the one left, in the order of
+  // the list. For a service API that knows better than UDP. No effect while the client is closed.
+  void LeaveCurrentServer();
+
+  // Whether a server that has gone is to be noticed when the network says so (ICMP: port, host or
+  // network unreachable). Off at the start, and kept until it is set again.
+  //
+  // When on, Update asks an open client for such an answer, and when there is one, closes it and
+  // tries the next server in the same call. An answer may also come first to a Send, which it
+  // fails. After every loss of the server (by Update, Send or LeaveCurrentServer) the turn begins
+  // with the server after the one lost, which so comes last. Reports sent before the answer are
+  // lost: those up to the next Update after a server on this host has ended, or those of a round
+  // trip to another host. Call Update before reporting.
+  //
+  // Never noticed, since nobody answers: a host that is silently gone, a firewall that drops, a
+  // server that hangs with its socket open. Costs one system call per Update.
+  void SetNoticeUnreachable(bool is_noticing);
 
  private:
   void CollectValidUrls(const char** collect_server_url, int32_t count);
   void CloseClient();
+  void LeaveUnreachableServer();
   void OpenClientFromRandomStart();
 
   UDPClient m_udp_client;
   int m_url_count = 0;
   char m_url[STATISTIC_MAX_COLLECT_COUNT][MAX_URL_LENGTH_FOR_STATISTIC];
   bool m_is_already_init_udp_client = false;
-  int m_begin_index = 0;       // of the URL that the next Update tries
+  int m_begin_index = 0;    // of the URL that the next Update tries
+  int m_current_index = 0;  // of the URL in use, while the client is open
+  bool m_is_noticing = false;
   Logger* m_logger = nullptr;  // borrowed
 };
 
