@@ -170,7 +170,7 @@ int UDPClientMgr::Send(const char* buff, int buff_len) {
 }
 
 void UDPClientMgr::Update() {
-  if (m_is_noticing) LeaveUnreachableServer();
+  if (m_is_noticing && m_is_already_init_udp_client) LeaveUnreachableServer();
   if (m_url_count <= 0 || m_is_already_init_udp_client) return;
   if (m_begin_index >= m_url_count) m_begin_index = 0;
   m_current_index = m_begin_index;
