@@ -67,7 +67,7 @@ std::unique_ptr<SERVICEAPISTATISTIC> MakeFullRecord() {
 TEST(DatagramSplitTest, AFullReportFitsIntoOrdinaryDatagrams) {
   const std::string name(25, 'n');
   const ReportSettings settings{name.c_str(), name.c_str(), name.c_str(), name.c_str(),
-                                86400,        INT64_MAX,    nullptr};
+                                86400,        INT64_MIN,    nullptr};
   const std::string text = PackReport(*MakeFullRecord(), settings);
   const DatagramSplit split = SplitIntoDatagrams(text, 1400);
   EXPECT_EQ(split.lines_left_out, 0u);
@@ -80,7 +80,10 @@ TEST(DatagramSplitTest, AFullReportFitsIntoOrdinaryDatagrams) {
     if (i > 0) {
       EXPECT_GT(split.datagrams[i - 1].size() + datagram.find('\n') + 1, 1400u) << "left room";
     }
-    for (const auto& line : test::ReadLines(datagram)) series[line.measurement].insert(line.tags);
+    for (const auto& line : test::ReadLines(datagram)) {
+      series[line.measurement].insert(line.tags);
+      EXPECT_EQ(line.timestamp, INT64_MIN);
+    }
   }
   EXPECT_EQ(joined, text);
   EXPECT_EQ(series["korvain_overall"].size(), 1u);

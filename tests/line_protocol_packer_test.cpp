@@ -160,6 +160,8 @@ TEST_F(ReportPackerTest, ReadsNoFurtherThanArraysAndTexts) {
               {257, 257, 256, 256},
               {INT16_MAX, INT32_MAX, 256, 256}};
   memset(record.get(), 'x', sizeof(*record));  // and no NUL anywhere
+  access.stHostInfo.szUrl[127] = '\\';         // "\x" with the byte behind the array
+  memcpy(record->astTableStatistic[0].szTableName + 127, "\xC3\xBC", 2);  // a letter across its end
   for (const auto& row : rows) {
     SetCounts(row.tables, row.accesses);
     const std::vector<ReadLine> lines = Pack();
@@ -169,9 +171,9 @@ TEST_F(ReportPackerTest, ReadsNoFurtherThanArraysAndTexts) {
     EXPECT_EQ(lines[0].tags.at("instance"), std::string(128, 'x') + "-2021161080");
     EXPECT_EQ(lines[0].texts.at("user_text"), std::string(512, 'x'));
     if (row.table_lines == 0) continue;
-    EXPECT_EQ(lines[1].tags.at("table"), std::string(128, 'x'));
-    EXPECT_EQ(lines.back().tags.at("url"), std::string(128, 'x'));
-    EXPECT_EQ(lines.back().tags.at("server"), std::string(32, 'x'));
+    EXPECT_EQ(lines[1].tags.at("table"), std::string(127, 'x') + '?');
+    EXPECT_EQ(lines[257].tags.at("url"), std::string(127, 'x') + '/');
+    EXPECT_EQ(lines[257].tags.at("server"), std::string(32, 'x'));
   }
 }
 

@@ -29,10 +29,6 @@ std::string NameOrId(const char* name, int32_t id) {
   return IsGiven(name) ? std::string(name) : Decimal(id);
 }
 
-std::string NameOrSlot(std::string_view name, int32_t slot) {
-  return name.empty() ? '#' + Decimal(slot) : std::string(name);
-}
-
 // A dash, since an address and a number joined by a colon read as a port.
 std::string InstanceOf(const STATISTICPROCESSINFO& process) {
   std::string instance(TextIn(process.szIP));
@@ -88,7 +84,7 @@ class ReportLines {
   void AppendTable(int32_t slot) {
     const TABLESTATISTIC& table = m_record.astTableStatistic[slot];
     m_line.Begin("korvain_table", m_common_tags);
-    m_line.Tag("table", NameOrSlot(TextIn(table.szTableName), slot));
+    AddNameOrSlot("table", TextIn(table.szTableName), slot);
     AddRates(table.stTableRunStatus, TABLE_COUNTER_FIELDS);
     EndLine();
   }
@@ -96,13 +92,21 @@ class ReportLines {
   void AppendAccess(int32_t slot, const AddField& add) {
     const ACCESSSTATISTIC& access = m_record.astAccessStatistic[slot];
     m_line.Begin("korvain_access", m_common_tags);
-    m_line.Tag("url", NameOrSlot(TextIn(access.stHostInfo.szUrl), slot));
+    AddNameOrSlot("url", TextIn(access.stHostInfo.szUrl), slot);
     const std::string_view server = TextIn(access.stHostInfo.szSvrId);
     if (!server.empty()) m_line.Tag("server", server);
     AddRates(access.stAccessRunStatus, ACCESS_COUNTER_FIELDS);
     AddDelay(access.stAccessRunStatus);
     if (m_settings.access_fields) m_settings.access_fields(slot, add);
     EndLine();
+  }
+
+  void AddNameOrSlot(std::string_view key, std::string_view name, int32_t slot) {
+    if (name.empty()) {
+      m_line.Tag(key, '#' + Decimal(slot));
+    } else {
+      m_line.Tag(key, name);
+    }
   }
 
   template <class Status, size_t COUNT>
