@@ -70,7 +70,7 @@ check_package() {
   libdir=$(PKG_CONFIG_PATH=$pc_dir pkg-config --variable=libdir korvain_statistic)
   # shellcheck disable=SC2046  # the flags are words
   g++ -std=c++17 tests/consumer/consumer.cpp -o "$dir/consumer_pc" \
-    $(PKG_CONFIG_PATH=$pc_dir pkg-config --cflags --libs korvain_statistic)
+    $(PKG_CONFIG_PATH=$pc_dir pkg-config --cflags --libs korvain_statistic korvain_line_protocol)
   LD_LIBRARY_PATH=$libdir "$dir/consumer_pc"
   passed=$((passed + 2))
 }
