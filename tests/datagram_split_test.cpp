@@ -65,7 +65,7 @@ std::unique_ptr<SERVICEAPISTATISTIC> MakeFullRecord() {
 }
 
 TEST(DatagramSplitTest, AFullReportFitsIntoOrdinaryDatagrams) {
-  const std::string name(25, 'n');
+  const std::string name(50, 'n');
   const ReportSettings settings{name.c_str(), name.c_str(), name.c_str(), name.c_str(),
                                 86400,        INT64_MIN,    nullptr};
   const std::string text = PackReport(*MakeFullRecord(), settings);

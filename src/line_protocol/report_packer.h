@@ -13,12 +13,14 @@
 //
 // Tags of all lines are set_name, app, zone and instance. Table lines have table, access lines url
 // and server, which is left out when the record has none. An empty table or url becomes "#" and the
-// slot in the record, so that two of them are two series.
+// slot in the record, so that two of them are two series. Two entries with the same names are one
+// series, in which the later line replaces the earlier.
 //
 // All fields but user_text are signed 64-bit integers:
 //
 //   requests_per_min, timeouts_per_min, ...  all lines: every PerMin counter, a rate
-//   period_s                                 all lines: seconds; rate * period_s / 60 is a total
+//   period_s                                 all lines: seconds; rate * period_s / 60 is the total,
+//                                            or a little less, since rates are rounded down
 //   delay_samples                            overall, access: the requests whose delay was taken
 //   delay_ms                                 overall, access: their mean delay, left out when there
 //                                            are none; what is beyond INT64_MAX becomes INT64_MAX
@@ -105,7 +107,7 @@ struct DatagramSplit {
 // counts as that. The datagrams are views into the text and live as long as it does.
 //
 // 1400 passes common networks unfragmented. It takes the overall line with 511 characters of user
-// text and about 100 of names, where a double quote or backslash counts twice.
+// text and 200 of names, where a double quote or backslash counts twice.
 DatagramSplit SplitIntoDatagrams(std::string_view text, size_t max_size);
 DatagramSplit SplitIntoDatagrams(const std::string&& text, size_t max_size) = delete;
 
