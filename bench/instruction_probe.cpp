@@ -5,6 +5,8 @@
 #include <string>
 
 #include "silent_logger.h"
+#include "trackers/none.h"
+#include "trackers/own.h"
 #include "workloads.h"
 
 namespace bench {

@@ -1,12 +1,11 @@
 // The judge: check cycles, the clean-up of stale statuses, the query, the hash.
 #include <benchmark/benchmark.h>
-#include <sys/time.h>
 
 #include <cstdio>
 #include <memory>
-#include <optional>
 #include <string>
 
+#include "fake_clocks.h"
 #include "service_api/korvain_service_statistic.h"
 
 namespace bench {
@@ -16,9 +15,6 @@ using KorvainService::JudgeProxy;
 using KorvainService::JudgeProxyHash;
 using KorvainService::JudgeProxyMapKeyInfo;
 using KorvainService::KorvainServiceStatisticMgr;
-
-// While set, what the judge takes for the wall clock.
-std::optional<int64_t> wall_seconds;
 
 // `pairs` zones of one application with the same number of accesses each, and their judge.
 class Judged {
@@ -134,10 +130,3 @@ BENCHMARK(BM_HashByPrintf);
 
 }  // namespace
 }  // namespace bench
-
-extern "C" int gettimeofday(timeval* __restrict now, void* __restrict /*zone*/) noexcept {
-  timespec precise{};
-  clock_gettime(CLOCK_REALTIME, &precise);
-  *now = timeval{bench::wall_seconds.value_or(precise.tv_sec), precise.tv_nsec / 1000};
-  return 0;
-}

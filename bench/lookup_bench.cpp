@@ -3,8 +3,9 @@
 
 #include <algorithm>
 #include <random>
+#include <unordered_map>
 
-#include "trackers.h"
+#include "accesses.h"
 
 namespace bench {
 namespace {

@@ -3,6 +3,12 @@
 #include <prometheus/counter.h>
 #include <prometheus/histogram.h>
 
+#include "trackers/absl.h"
+#include "trackers/deadline.h"
+#include "trackers/floor.h"
+#include "trackers/none.h"
+#include "trackers/own.h"
+#include "trackers/std_list.h"
 #include "workloads.h"
 
 namespace bench {

@@ -1,4 +1,5 @@
-// What the trackers are put through.
+// What the trackers are put through. A tracker remembers a request, adds the delay of its response
+// to the counters of its zone and of its access, and counts it as timed out when none comes.
 #ifndef KORVAIN_BENCH_WORKLOADS_H_
 #define KORVAIN_BENCH_WORKLOADS_H_
 
@@ -6,7 +7,8 @@
 #include <random>
 #include <vector>
 
-#include "trackers.h"
+#include "accesses.h"
+#include "fake_clocks.h"
 
 namespace bench {
 

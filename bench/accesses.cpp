@@ -1,15 +1,15 @@
-#include "workloads.h"
+#include "accesses.h"
+
+#include <arpa/inet.h>
 
 namespace bench {
-
-int64_t clock_ms = 0;
 
 Accesses MakeAccesses(int zones, int per_zone) {
   Accesses accesses;
   for (int zone = 0; zone < zones; ++zone) {
     for (int i = 0; i < per_zone; ++i) {
       // The port numbers all accesses, so that the floor finds its counters by it.
-      const auto ip = static_cast<int32_t>(0x0100000Au + (static_cast<uint32_t>(i) << 24));
+      const int32_t ip = NetworkAddress(static_cast<uint32_t>(i) + 1);
       accesses.push_back({zone, ip, static_cast<int32_t>(accesses.size())});
     }
   }
@@ -25,12 +25,8 @@ void Register(const Accesses& accesses, KorvainService::KorvainServiceStatisticM
   }
 }
 
-}  // namespace bench
-
-namespace KorvainService {
-
-int64_t GetCurrentMilliseconds() {
-  return bench::clock_ms;
+int32_t NetworkAddress(uint32_t offset) {
+  return static_cast<int32_t>(htonl(0x0A000000u + offset));
 }
 
-}  // namespace KorvainService
+}  // namespace bench
