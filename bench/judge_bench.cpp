@@ -1,97 +1,69 @@
 // The judge: check cycles, the clean-up of stale statuses, the query, the hash.
 #include <benchmark/benchmark.h>
 
+#include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <string>
 
+#include "accesses.h"
 #include "fake_clocks.h"
-#include "service_api/korvain_service_statistic.h"
+#include "judged.h"
 
 namespace bench {
 namespace {
 
-using KorvainService::JudgeProxy;
 using KorvainService::JudgeProxyHash;
 using KorvainService::JudgeProxyMapKeyInfo;
-using KorvainService::KorvainServiceStatisticMgr;
 
-// `pairs` zones of one application with the same number of accesses each, and their judge.
-class Judged {
- public:
-  Judged(int pairs, int per_pair) : m_pairs(pairs) {
-    wall_seconds = 1000000;
-    for (int zone = 0; zone < pairs; ++zone) {
-      m_statistic.CreateStatisticMap(1, 1, zone);
-      for (int i = 0; i < per_pair; ++i) {
-        m_statistic.AddAccess(1, zone, Url(i).c_str(), i, zone, "s");
-      }
-    }
-    RunCycles(0);
-    RunCycles(0);
-    RunCycles(11);
-  }
-  ~Judged() { wall_seconds.reset(); }
-  Judged(const Judged&) = delete;
-  Judged& operator=(const Judged&) = delete;
-
-  static std::string Url(int i) { return "udp://10.1.2." + std::to_string(i) + ":9000"; }
-
-  // One request more for each access, so that each is evaluated.
-  void CountRequests() {
-    for (int zone = 0; zone < m_pairs; ++zone) {
-      auto& record = *m_statistic.GetServiceApiStatistic(1, zone);
-      for (int i = 0; i < record.iAccessCount; ++i) {
-        ++record.astAccessStatistic[i].stAccessRunStatus.dwRequestCountPerMin;
-      }
-    }
-  }
-
-  void RunCycles(int64_t seconds_later) {
-    *wall_seconds += seconds_later;
-    for (int zone = 0; zone < m_pairs; ++zone) judge.Update(1, zone, m_statistic);
-  }
-
-  // One cycle of a pair without accesses, whose first cycle walks all statuses.
-  void RunFirstCycleOfAnotherPair(int zone) {
-    judge.Update(1, zone, m_statistic);
-    judge.Update(1, zone, m_statistic);
-    *wall_seconds += 11;
-    judge.Update(1, zone, m_statistic);
-  }
-
-  JudgeProxy judge{nullptr};
-
- private:
-  int m_pairs;
-  KorvainServiceStatisticMgr m_statistic;
-};
+constexpr int PER_PAIR = 256;
 
 void BM_CheckCycles(benchmark::State& state) {
   Judged judged(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
   for (auto _ : state) {
-    judged.CountRequests();  // an access without new requests is not evaluated
-    judged.RunCycles(11);
+    judged.CountRequests();
+    *wall_seconds += Judged::CYCLE_INTERVAL;
+    judged.UpdateAll();
   }
-  state.SetItemsProcessed(state.iterations() * state.range(0) * state.range(1));
 }
 
-void BM_CleanUp(benchmark::State& state) {
-  const bool is_all_stale = state.range(0) != 0;
-  auto judged = std::make_unique<Judged>(1000, 256);
-  int zone = 1000;
+// All cycles but no clean-up due in the same second. To be run for few iterations, lest a clean-up
+// becomes due.
+void BM_SecondOfCycles(benchmark::State& state) {
+  Judged judged(static_cast<int>(state.range(0)), PER_PAIR);
   for (auto _ : state) {
     state.PauseTiming();
-    if (is_all_stale) {
-      judged.reset();
-      judged = std::make_unique<Judged>(1000, 256);
-      *wall_seconds += 300;
+    judged.CountRequests();
+    *wall_seconds += Judged::CYCLE_INTERVAL;
+    state.ResumeTiming();
+    judged.UpdateAll();
+  }
+  if (*wall_seconds >= Judged::CLEAN_UP_INTERVAL) state.SkipWithError("a clean-up was due");
+}
+
+// The worst second: the cycle and the clean-up of every pair due in it, and nothing stale.
+void BM_SecondOfCleanUps(benchmark::State& state) {
+  Judged judged(static_cast<int>(state.range(0)), PER_PAIR);
+  *wall_seconds = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    for (int half = 0; half < 2; ++half) {
+      *wall_seconds += Judged::CLEAN_UP_INTERVAL / 2;
+      judged.CountRequests();
+      if (half == 0) judged.UpdateAll();
     }
     state.ResumeTiming();
-    judged->RunFirstCycleOfAnotherPair(zone++);
-    if (!is_all_stale) *wall_seconds -= 11;
+    judged.UpdateAll();
   }
-  state.SetItemsProcessed(state.iterations() * 256000);
+}
+
+// To be run for one iteration: the statuses of a second clean-up would have another age.
+void BM_CleanUp(benchmark::State& state) {
+  const bool is_all_stale = state.range(0) != 0;
+  Judged judged(1000, PER_PAIR);
+  // When the other pair's cycle comes, its clean-up is due, and one second decides what is stale.
+  *wall_seconds = Judged::FIRST_SECOND + Judged::CLEAN_UP_INTERVAL - Judged::CYCLE_INTERVAL;
+  if (!is_all_stale) --*wall_seconds;
+  for (auto _ : state) judged.RunFirstCycleOfAnotherPair(1000);
 }
 
 void BM_IsProxyUnavailable(benchmark::State& state) {
@@ -99,7 +71,7 @@ void BM_IsProxyUnavailable(benchmark::State& state) {
   const std::string url = Judged::Url(7);
   int zone = 0;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(judged.judge.IsProxyUnavailable(1, zone, url.c_str()));
+    benchmark::DoNotOptimize(judged.judge.IsProxyUnavailable(APP, zone, url.c_str()));
     if (++zone == 1000) zone = 0;
   }
 }
@@ -121,9 +93,10 @@ void BM_HashByPrintf(benchmark::State& state) {
   }
 }
 
-BENCHMARK(BM_CheckCycles)->Args({1, 256})->Args({1000, 16})->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_CleanUp)->Arg(0)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_CleanUp)->Arg(1)->Unit(benchmark::kMicrosecond)->Iterations(1);
+BENCHMARK(BM_CheckCycles)->Args({1, 256})->Args({1000, 16});
+BENCHMARK(BM_SecondOfCycles)->Arg(10)->Arg(100)->Arg(1000)->Iterations(20);
+BENCHMARK(BM_SecondOfCleanUps)->Arg(10)->Arg(100)->Arg(1000)->Repetitions(3);
+BENCHMARK(BM_CleanUp)->Arg(0)->Arg(1)->Iterations(1);
 BENCHMARK(BM_IsProxyUnavailable);
 BENCHMARK(BM_JudgeProxyHash);
 BENCHMARK(BM_HashByPrintf);
