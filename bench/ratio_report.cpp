@@ -1,5 +1,5 @@
 // Runs the benchmarks and prints their medians as tables. Exit status 1: a benchmark failed or a
-// row has lost its benchmark. Goals here are of times and missing one is only shown.
+// row has lost its benchmark. The goals are of times, so a missed one is only shown.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -14,7 +14,9 @@ int main(int argc, char** argv) {
   const size_t selected = benchmark::RunSpecifiedBenchmarks(&measurements);
   if (measurements.IsEmpty()) return selected == 0 || measurements.HasFailed() ? 1 : 0;
 
-  bench::Report report(measurements, !benchmark::GetBenchmarkFilter().empty());
+  const bool is_selection = !benchmark::GetBenchmarkFilter().empty();
+  if (is_selection) measurements.Print();  // the tables leave out what they cannot compare
+  bench::Report report(measurements, is_selection);
   bench::PrintComparisons(report);
   bench::PrintScaling(report);
   printf("\ngoals missed: %d; rows that lack their benchmark: %d\n", report.GoalsMissed(),

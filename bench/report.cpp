@@ -26,6 +26,13 @@ std::optional<double> Measurements::Median(const std::string& name) const {
   return (sorted[(sorted.size() - 1) / 2] + sorted[sorted.size() / 2]) / 2;
 }
 
+void Measurements::Print() const {
+  printf("\n%-52s %12s\n", "selected benchmarks", "median (ns)");
+  for (const auto& entry : m_nanoseconds) {
+    printf("%-52s %12.1f\n", entry.first.c_str(), Median(entry.first).value_or(0));
+  }
+}
+
 std::optional<std::vector<double>> Report::BeginRow(const std::string& text,
                                                     const std::vector<std::string>& names) {
   std::vector<double> medians;

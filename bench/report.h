@@ -21,6 +21,9 @@ class Measurements : public benchmark::BenchmarkReporter {
   // Of the repetitions, or nothing when the benchmark was not run.
   std::optional<double> Median(const std::string& name) const;
 
+  // One line a benchmark.
+  void Print() const;
+
   bool IsEmpty() const { return m_nanoseconds.empty(); }
   bool HasFailed() const { return m_has_failed; }
 

@@ -50,7 +50,7 @@ BENCHMARK(BM_LookUpRecord)
     ->Iterations(1 << 16);
 BENCHMARK(BM_SpacedRequest)
     ->ArgsProduct({{ZONES, APPS, BOTH}, benchmark::CreateDenseRange(0, 24, 1)})
-    ->Iterations(1 << 16);
+    ->Iterations(1 << 18);
 
 }  // namespace
 }  // namespace bench
