@@ -23,11 +23,11 @@ void BeginComparisons(Report& report, const char* title) {
 }
 
 void PrintComparison(Report& report, const Comparison& row) {
-  const auto medians =
+  const auto times =
       report.BeginRow(row.text, {row.other, row.ours, row.other_overhead, row.our_overhead});
-  if (!medians) return;
-  const double other = (*medians)[0] - (*medians)[2];
-  const double ours = (*medians)[1] - (*medians)[3];
+  if (!times) return;
+  const double other = (*times)[0] - (*times)[2];
+  const double ours = (*times)[1] - (*times)[3];
   if (other <= 0 || ours <= 0) {
     printf("  no more than the workload itself\n");
     return;
@@ -84,8 +84,8 @@ void PrintJudge(Report& report) {
   snprintf(header, sizeof(header), "%-52s %12s", "the judge", "time (us)");
   report.BeginTable(header);
   for (const auto& [text, name] : JUDGE_FIGURES) {
-    const auto medians = report.BeginRow(text, {name});
-    if (medians) printf(" %12.2f\n", medians->front() / 1000);
+    const auto times = report.BeginRow(text, {name});
+    if (times) printf(" %12.2f\n", times->front() / 1000);
   }
 }
 

@@ -1,4 +1,4 @@
-// Runs the benchmarks and prints their medians as tables. Exit status 1: a benchmark failed or a
+// Runs the benchmarks and prints their times as tables. Exit status 1: a benchmark failed or a
 // row has lost its benchmark. The goals are of times, so a missed one is only shown.
 #include <benchmark/benchmark.h>
 

@@ -12,41 +12,43 @@ void Measurements::ReportRuns(const std::vector<Run>& runs) {
       m_has_failed = true;
     } else if (run.run_type == Run::RT_Iteration) {
       const std::string arguments = run.run_name.args.empty() ? "" : "/" + run.run_name.args;
-      m_nanoseconds[run.run_name.function_name + arguments].push_back(
-          run.real_accumulated_time * 1e9 / static_cast<double>(run.iterations));
+      const double nanoseconds =
+          run.real_accumulated_time * 1e9 / static_cast<double>(run.iterations);
+      const auto entered =
+          m_nanoseconds.emplace(run.run_name.function_name + arguments, nanoseconds);
+      double& fastest = entered.first->second;
+      fastest = std::min(fastest, nanoseconds);
     }
   }
 }
 
-std::optional<double> Measurements::Median(const std::string& name) const {
+std::optional<double> Measurements::Fastest(const std::string& name) const {
   const auto found = m_nanoseconds.find(name);
   if (found == m_nanoseconds.end()) return std::nullopt;
-  std::vector<double> sorted = found->second;
-  std::sort(sorted.begin(), sorted.end());
-  return (sorted[(sorted.size() - 1) / 2] + sorted[sorted.size() / 2]) / 2;
+  return found->second;
 }
 
 void Measurements::Print() const {
-  printf("\n%-52s %12s\n", "selected benchmarks", "median (ns)");
-  for (const auto& entry : m_nanoseconds) {
-    printf("%-52s %12.1f\n", entry.first.c_str(), Median(entry.first).value_or(0));
+  printf("\n%-52s %12s\n", "selected benchmarks", "time (ns)");
+  for (const auto& [name, nanoseconds] : m_nanoseconds) {
+    printf("%-52s %12.1f\n", name.c_str(), nanoseconds);
   }
 }
 
 std::optional<std::vector<double>> Report::BeginRow(const std::string& text,
                                                     const std::vector<std::string>& names) {
-  std::vector<double> medians;
+  std::vector<double> times;
   std::string absent;
   for (const std::string& name : names) {
-    const std::optional<double> median = name.empty() ? 0 : m_measurements.Median(name);
-    if (!median) absent += " " + name;
-    medians.push_back(median.value_or(0));
+    const std::optional<double> time = name.empty() ? 0 : m_measurements.Fastest(name);
+    if (!time) absent += " " + name;
+    times.push_back(time.value_or(0));
   }
   if (!absent.empty() && m_is_selection) return std::nullopt;
   if (!m_header.empty()) printf("\n%s\n", m_header.c_str());
   m_header.clear();
   printf("%-52s", text.c_str());
-  if (absent.empty()) return medians;
+  if (absent.empty()) return times;
   printf("  NOT MEASURED: no benchmark%s\n", absent.c_str());
   ++m_missing;
   return std::nullopt;

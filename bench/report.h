@@ -11,15 +11,15 @@
 
 namespace bench {
 
-// Keeps the nanoseconds of every repetition by the name of the benchmark, without the suffixes that
-// name its settings.
+// Keeps nanoseconds by the name of the benchmark, without the suffixes that name its settings.
 class Measurements : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context& /*context*/) override { return true; }
   void ReportRuns(const std::vector<Run>& runs) override;
 
-  // Of the repetitions, or nothing when the benchmark was not run.
-  std::optional<double> Median(const std::string& name) const;
+  // The fastest repetition, since whatever else the machine does can only add to it; nothing when
+  // the benchmark was not run.
+  std::optional<double> Fastest(const std::string& name) const;
 
   // One line a benchmark.
   void Print() const;
@@ -28,7 +28,7 @@ class Measurements : public benchmark::BenchmarkReporter {
   bool HasFailed() const { return m_has_failed; }
 
  private:
-  std::map<std::string, std::vector<double>> m_nanoseconds;
+  std::map<std::string, double> m_nanoseconds;
   bool m_has_failed = false;
 };
 
@@ -42,7 +42,7 @@ class Report {
   // The header is printed when the table's first row is.
   void BeginTable(const std::string& header) { m_header = header; }
 
-  // Prints the beginning of a row and returns the medians of the named benchmarks, 0 for an empty
+  // Prints the beginning of a row and returns the times of the named benchmarks, 0 for an empty
   // name. Without all of them the row has ended, and there is nothing.
   std::optional<std::vector<double>> BeginRow(const std::string& text,
                                               const std::vector<std::string>& names);

@@ -34,9 +34,9 @@ void PrintGrowths(Report& report) {
   report.BeginTable(header);
   for (const Growth& row : GROWTHS) {
     const std::string name = row.benchmark;
-    auto medians = report.BeginRow(row.text, {name + "/10", name + "/100", name + "/1000"});
-    if (!medians) continue;
-    std::vector<double>& per_zone = *medians;
+    auto times = report.BeginRow(row.text, {name + "/10", name + "/100", name + "/1000"});
+    if (!times) continue;
+    std::vector<double>& per_zone = *times;
     if (row.is_of_all_zones) per_zone = {per_zone[0] / 10, per_zone[1] / 100, per_zone[2] / 1000};
     for (const double nanoseconds : per_zone) printf(" %10.2f", nanoseconds / 1000);
     report.EndRow(per_zone[2] / per_zone[0], MOST_GROWTH);
@@ -50,14 +50,14 @@ void PrintSpacing(Report& report, const char* text, const std::string& benchmark
   for (size_t shift = 0; shift <= widest_shift; ++shift) {
     names.push_back(benchmark + "/" + std::to_string(varied) + "/" + std::to_string(shift));
   }
-  const auto medians = report.BeginRow(text, names);
-  if (!medians) return;
-  const auto worst = std::max_element(medians->begin() + 1, medians->end());
+  const auto times = report.BeginRow(text, names);
+  if (!times) return;
+  const auto worst = std::max_element(times->begin() + 1, times->end());
   for (const size_t shift : {size_t{0}, size_t{8}, size_t{16}, widest_shift}) {
-    printf(" %8.1f", (*medians)[shift]);
+    printf(" %8.1f", (*times)[shift]);
   }
-  printf(" %8.1f at 2^%-2d", *worst, static_cast<int>(worst - medians->begin()));
-  report.EndRow(*worst / medians->front(), MOST_FOR_SPACING);
+  printf(" %8.1f at 2^%-2d", *worst, static_cast<int>(worst - times->begin()));
+  report.EndRow(*worst / times->front(), MOST_FOR_SPACING);
 }
 
 void PrintSpacings(Report& report, const char* title, const std::string& benchmark,
