@@ -79,13 +79,13 @@ scaling_row() {
   local text=$1 goal=$2 steps=$3 small=$4 small_count=$5 large=$6 large_count=$7 few many ratio
   # shellcheck disable=SC2086  # the arguments are words
   count_steps "$steps" scaling_probe $small
-  few=$((counted / steps / small_count))
+  few=$counted
   # shellcheck disable=SC2086
   count_steps "$steps" scaling_probe $large
-  many=$((counted / steps / large_count))
-  ratio=$((counted * 100 / large_count / steps / few))
-  printf '%-58s %9d %9d %5d.%02dx  <= %d.%02dx' "$text" "$few" "$many" $((ratio / 100)) \
-    $((ratio % 100)) $((goal / 100)) $((goal % 100))
+  many=$counted
+  ratio=$((many * 100 * small_count / large_count / few))
+  printf '%-58s %9d %9d %5d.%02dx  <= %d.%02dx' "$text" $((few / steps / small_count)) \
+    $((many / steps / large_count)) $((ratio / 100)) $((ratio % 100)) $((goal / 100)) $((goal % 100))
   end_row "$ratio" "$goal"
 }
 
