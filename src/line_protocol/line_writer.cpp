@@ -1,4 +1,4 @@
-#include "line_protocol/line_writer.h"
+#include "line_protocol/detail/line_writer.h"
 
 #include <algorithm>
 #include <charconv>

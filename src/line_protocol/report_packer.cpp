@@ -4,8 +4,8 @@
 #include <cstring>
 #include <limits>
 
-#include "line_protocol/counter_fields.h"
-#include "line_protocol/line_writer.h"
+#include "line_protocol/detail/counter_fields.h"
+#include "line_protocol/detail/line_writer.h"
 #include "service_api/korvain/korvain_service_constant.h"
 
 namespace KorvainService {
