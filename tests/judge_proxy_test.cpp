@@ -328,6 +328,24 @@ TEST_F(JudgeProxyTest, ReportsAnEndpointOncePerCheckTimes) {
   EXPECT_TRUE(judge.IsProxyUnavailable(APP, ZONE, URL));
 }
 
+TEST_F(JudgeProxyTest, ShowsBadCyclesWithoutChangingThem) {
+  EXPECT_EQ(judge.GetUnavailableTimes(APP, ZONE, nullptr), -1);
+  EXPECT_EQ(judge.GetUnavailableTimes(APP, ZONE, URL), -1);
+  Begin();
+  SetCounts(10, 0, 0);
+  Cycle();
+  for (uint32_t bad = 0; bad <= 3; ++bad) {
+    SetCounts(10 + 10 * bad, 10 * bad, 0);
+    if (bad > 0) Cycle();
+    for (int i = 0; i < 2; ++i) {
+      EXPECT_EQ(judge.GetUnavailableTimes(APP, ZONE, "tcp://a"), static_cast<int>(bad));
+    }
+  }
+  EXPECT_EQ(judge.GetUnavailableTimes(APP, ZONE + 1, URL), -1);
+  EXPECT_TRUE(judge.IsProxyUnavailable(APP, ZONE, URL));
+  EXPECT_EQ(judge.GetUnavailableTimes(APP, ZONE, URL), 0);
+}
+
 TEST_F(JudgeProxyTest, ShortAndLongUrlsMeetTheRecordsText) {
   const std::string digits(127, '1');
   AddEndpoint(APP, ZONE, "udp");

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 
 #include "common/korvain_error_code.h"
@@ -290,6 +291,84 @@ TEST_F(LatencyDataMgrTest, AYoungHeadStopsTheSweep) {
   test::clock_ms = 4000;
   EXPECT_EQ(Sweep(), 0);
   EXPECT_EQ(+Overall().dwTimeoutCountPerMin, 0u);
+}
+
+TEST_F(LatencyDataMgrTest, KnowsWhatIsInFlight) {
+  LatencyDataMgr fresh;
+  EXPECT_EQ(fresh.Count(), 0);
+  EXPECT_EQ(fresh.Find(0), nullptr);
+  EXPECT_EQ(fresh.Withdraw(0), GEN_ERR_ERR);
+  const int id = Push(1234);
+  const LatencyData* const request = latency.Find(id);
+  ASSERT_NE(request, nullptr);
+  EXPECT_EQ(request->id_for_latency_data, id);
+  EXPECT_EQ(request->time_ms, 1234);
+  EXPECT_EQ(request->zone_id, ZONE);
+  EXPECT_EQ(request->ip, IP);
+  EXPECT_EQ(request->port, PORT);
+  EXPECT_EQ(latency.Count(), 1);
+  for (const int foreign : {-1, id + 1, id + 131072, 100000, INT32_MAX, INT32_MIN}) {
+    EXPECT_EQ(latency.Find(foreign), nullptr) << foreign;
+    EXPECT_EQ(latency.Withdraw(foreign), GEN_ERR_ERR) << foreign;
+  }
+  EXPECT_EQ(latency.Withdraw(id), 0);
+  EXPECT_EQ(latency.Find(id), nullptr);
+  EXPECT_EQ(latency.Count(), 0);
+  EXPECT_EQ(latency.CalculateDelay(id, 2000, &mgr), GEN_ERR_ERR);
+  test::clock_ms = 9000;
+  EXPECT_EQ(Sweep(), 0);
+  EXPECT_EQ(+Overall().dwCalculateAverageDelayResCount, 0u);
+  EXPECT_EQ(+Overall().dwTimeoutCountPerMin, 0u);
+  EXPECT_TRUE(logger.lines.empty());
+}
+
+TEST_F(LatencyDataMgrTest, UnknownIdsOfBothOperationsAreCountedTogether) {
+  for (int i = 0; i < 50000; ++i) {
+    latency.CalculateDelay(i, 1, &mgr);
+    latency.Withdraw(i);
+  }
+  EXPECT_TRUE(logger.lines.empty());
+  EXPECT_EQ(latency.Withdraw(5), GEN_ERR_ERR);
+  EXPECT_EQ(logger.Take(), (LogLines{{ERROR, "Withdraw",
+                                      "objslab_get for latency data pool failed. id:5, "
+                                      "frequency:100000"}}));
+}
+
+TEST_F(LatencyDataMgrTest, ARetryThatIsDueAtOnceEndsWithTheLimit) {
+  latency.SetLimit(10);
+  Push(1000);
+  test::clock_ms = 9000;
+  int handled = 0;
+  const auto retry = [&](const LatencyData& request) {
+    ++handled;
+    EXPECT_EQ(+Overall().dwTimeoutCountPerMin, static_cast<uint32_t>(handled)) << "counted before";
+    EXPECT_GE(latency.PushBack(request.zone_id, 1000, request.ip, request.port), 0);
+  };
+  EXPECT_EQ(latency.TraverseForDeleteTimeOutNode(&mgr, retry), 0);
+  EXPECT_EQ(handled, 10);
+  EXPECT_EQ(latency.Count(), 1);
+
+  const LatencyDataMgr::TimeOutHandler none;
+  EXPECT_EQ(latency.TraverseForDeleteTimeOutNode(&mgr, none), 0);
+  EXPECT_EQ(+Overall().dwTimeoutCountPerMin, 11u);
+  EXPECT_EQ(latency.TraverseForDeleteTimeOutNode(nullptr, none), API_ERR_PARAMETER_INVALID);
+  EXPECT_EQ(latency.TraverseForDeleteTimeOutNode(nullptr, retry), API_ERR_PARAMETER_INVALID);
+  EXPECT_EQ(LatencyDataMgr().TraverseForDeleteTimeOutNode(&mgr, retry), 0);
+  for (const test::LogLine& line : logger.Take()) {
+    EXPECT_EQ(line.func, "TraverseForDeleteTimeOutNode");
+  }
+}
+
+TEST_F(LatencyDataMgrTest, AHandlerThatThrowsLosesNoOtherRequest) {
+  for (int i = 0; i < 3; ++i) Push(1000);
+  test::clock_ms = 9000;
+  const auto fail = [](const LatencyData&) { throw std::runtime_error("handler"); };
+  EXPECT_THROW(latency.TraverseForDeleteTimeOutNode(&mgr, fail), std::runtime_error);
+  EXPECT_EQ(latency.Count(), 2);
+  EXPECT_EQ(+Overall().dwTimeoutCountPerMin, 1u);
+  EXPECT_EQ(Sweep(), 0);
+  EXPECT_EQ(+Overall().dwTimeoutCountPerMin, 3u);
+  for (const int slot : {2, 1, 0}) EXPECT_EQ(Push(9000), slot + 131072) << "all given back";
 }
 
 TEST_F(LatencyDataMgrTest, WaitsForAMissingRecord) {

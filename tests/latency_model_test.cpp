@@ -61,9 +61,13 @@ class Model {
     return GEN_ERR_ERR;
   }
 
+  std::deque<Request>::iterator Find(int id) {
+    return std::find_if(in_flight.begin(), in_flight.end(),
+                        [id](const Request& request) { return request.id == id; });
+  }
+
   int Complete(int id, int64_t received) {
-    const auto found = std::find_if(in_flight.begin(), in_flight.end(),
-                                    [id](const Request& request) { return request.id == id; });
+    const auto found = Find(id);
     if (found == in_flight.end()) return GEN_ERR_ERR;
     if (found->zone >= zones) return RefuseMissingRecord("CalculateDelay", found->zone);
     if (received > found->sent) {
@@ -76,9 +80,18 @@ class Model {
     return 0;
   }
 
-  int Sweep(int64_t now, int64_t timeout, int limit) {
+  int Withdraw(int id) {
+    const auto found = Find(id);
+    if (found == in_flight.end()) return GEN_ERR_ERR;
+    in_flight.erase(found);
+    GiveBack(id);
+    return 0;
+  }
+
+  template <class OnTimeOut>
+  int Sweep(int64_t now, int64_t timeout, int limit, OnTimeOut on_time_out) {
     for (; limit > 0 && !in_flight.empty(); --limit) {
-      const Request& oldest = in_flight.front();
+      const Request oldest = in_flight.front();
       if (oldest.zone >= zones) {
         return RefuseMissingRecord("TraverseForDeleteTimeOutNode", oldest.zone);
       }
@@ -94,9 +107,12 @@ class Model {
       }
       GiveBack(oldest.id);
       in_flight.pop_front();
+      on_time_out(oldest);
     }
     return 0;
   }
+
+  int CountNow() const { return static_cast<int>(in_flight.size()); }
 
   int zones = ZONES - 1;
   int touched = 0;
@@ -107,7 +123,46 @@ class Model {
   std::map<std::pair<int, int>, Sums> access;
 };
 
+// What a time-out handler does to the manager or to the model, depending on the request, and what
+// it was given for that. It retries, also with a request that has timed out already, ends other
+// requests, or throws.
+template <class Target>
+void Handle(const Request& expired, int64_t now, int64_t timeout, const std::deque<int>& past_ids,
+            Target& target, std::vector<int>& results) {
+  const int past_id =
+      past_ids.empty() ? 0 : past_ids[static_cast<size_t>(expired.id) % past_ids.size()];
+  results.insert(results.end(),
+                 {expired.id, static_cast<int>(expired.sent), expired.zone, expired.ip});
+  results.push_back(target.CountNow());
+  switch (expired.id % 7) {
+    case 0:
+      results.push_back(target.Push(now, expired.zone, expired.ip));
+      break;
+    case 1:
+      results.push_back(target.Push(now - timeout, expired.zone, expired.ip));
+      break;
+    case 2:
+      results.push_back(target.Complete(past_id, now + 5));
+      break;
+    case 3:
+      results.push_back(target.Withdraw(past_id));
+      break;
+    case 4:
+      if (expired.id % 3 == 0) throw expired.id;
+      break;
+    default:
+      break;
+  }
+}
+
 class LatencyModelTest : public ::testing::TestWithParam<unsigned int> {
+ public:
+  // The manager, with the model's interface.
+  int CountNow() const { return latency.Count(); }
+  int Push(int64_t sent, int zone, int ip) { return latency.PushBack(zone, sent, ip, 80); }
+  int Complete(int id, int64_t received) { return latency.CalculateDelay(id, received, &mgr); }
+  int Withdraw(int id) { return latency.Withdraw(id); }
+
  protected:
   void CreateZone(int zone) {
     mgr.CreateStatisticMap(1, APP, zone);
@@ -138,10 +193,48 @@ class LatencyModelTest : public ::testing::TestWithParam<unsigned int> {
     }
   }
 
+  void SweepBothWithAHandler(int64_t now, int64_t timeout, int limit) {
+    std::vector<int> results;
+    std::vector<int> expected;
+    try {
+      results.push_back(latency.TraverseForDeleteTimeOutNode(&mgr, [&](const LatencyData& request) {
+        EXPECT_EQ(latency.Find(request.id_for_latency_data), nullptr) << "it is over";
+        EXPECT_EQ(request.port, 80);
+        Handle({request.id_for_latency_data, request.time_ms, request.zone_id, request.ip}, now,
+               timeout, past_ids, *this, results);
+      }));
+    } catch (int thrown) {
+      results.push_back(thrown);
+      ++handlers_thrown;
+    }
+    try {
+      expected.push_back(model.Sweep(now, timeout, limit, [&](const Request& request) {
+        Handle(request, now, timeout, past_ids, model, expected);
+      }));
+    } catch (int thrown) {
+      expected.push_back(thrown);
+    }
+    ASSERT_EQ(results, expected);
+    handled += results.size();
+  }
+
+  void ExpectTheSameFound(int id) {
+    const LatencyData* const request = latency.Find(id);
+    const auto expected = model.Find(id);
+    ASSERT_EQ(request != nullptr, expected != model.in_flight.end()) << id;
+    if (request == nullptr) return;
+    EXPECT_EQ(request->id_for_latency_data, id);
+    EXPECT_EQ(request->time_ms, expected->sent);
+    EXPECT_EQ(request->zone_id, expected->zone);
+    EXPECT_EQ(request->ip, expected->ip);
+  }
+
   KorvainServiceStatisticMgr mgr;
   LatencyDataMgr latency;
   Model model;
   std::deque<int> past_ids;
+  size_t handled = 0;
+  int handlers_thrown = 0;
 };
 
 TEST_P(LatencyModelTest, AgreesAfterEveryStep) {
@@ -167,12 +260,21 @@ TEST_P(LatencyModelTest, AgreesAfterEveryStep) {
       ASSERT_EQ(id, model.Push(now, zone, ip));
       past_ids.push_back(id);
       if (past_ids.size() > 1000) past_ids.pop_front();
+    } else if (choice < 520) {
+      const int id = PickId(random);
+      ExpectTheSameFound(id);
+      ASSERT_EQ(latency.Withdraw(id), model.Withdraw(id)) << id;
+      ASSERT_EQ(latency.Count(), model.CountNow());
     } else if (choice < 950) {
       const int id = PickId(random);
       const int64_t received = now + static_cast<int64_t>(random() % 20) - 2;
       ASSERT_EQ(latency.CalculateDelay(id, received, &mgr), model.Complete(id, received)) << id;
+    } else if (choice < 970) {
+      ASSERT_EQ(latency.TraverseForDeleteTimeOutNode(&mgr),
+                model.Sweep(now, timeout, limit, [](const Request&) {}));
     } else if (choice < 995) {
-      ASSERT_EQ(latency.TraverseForDeleteTimeOutNode(&mgr), model.Sweep(now, timeout, limit));
+      SweepBothWithAHandler(now, timeout, limit);
+      if (HasFatalFailure()) return;
     } else {
       timeout = 20 + static_cast<int64_t>(random() % 60);
       limit = 1 + static_cast<int>(random() % 20);
@@ -192,6 +294,8 @@ TEST_P(LatencyModelTest, AgreesAfterEveryStep) {
   ExpectAgreement();
   EXPECT_GT(model.overall[0].time_outs, 100u) << "the run must have met time-outs";
   EXPECT_GT(model.overall[0].delays, 1000u);
+  EXPECT_GT(handled, 1000u) << "and handlers";
+  EXPECT_GT(handlers_thrown, 10);
   EXPECT_TRUE(logger.is_place_sound);
 }
 

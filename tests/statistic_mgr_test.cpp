@@ -264,6 +264,54 @@ TEST_F(StatisticMgrTest, CutsTextsToTheirFields) {
   }
 }
 
+TEST_F(StatisticMgrTest, EntersTablesByName) {
+  SERVICEAPISTATISTIC& record = Create(1, 10, 20);
+  const std::string name_127(127, 'n');
+  EXPECT_EQ(mgr.AddTable(10, 20, "orders"), 0);
+  EXPECT_EQ(mgr.AddTable(10, 20, "order"), 1);
+  EXPECT_EQ(mgr.AddTable(10, 20, (name_127 + "one").c_str()), 2);
+  EXPECT_EQ(mgr.AddTable(10, 20, (name_127 + "other").c_str()), 2);
+  EXPECT_EQ(mgr.AddTable(10, 20, name_127.substr(1).c_str()), 3);
+  EXPECT_EQ(mgr.AddTable(10, 20, "orders"), 0);
+  EXPECT_EQ(+record.nTableCount, 4);
+  EXPECT_EQ(record.astTableStatistic[2].szTableName, name_127);
+  EXPECT_EQ(mgr.AddTable(10, 20, nullptr), API_ERR_PARAMETER_INVALID);
+  EXPECT_EQ(mgr.AddTable(10, 20, ""), API_ERR_PARAMETER_INVALID);
+  EXPECT_EQ(mgr.AddTable(10, 21, "orders"), GEN_ERR_ERR);
+  const std::string no_name = "NULL == name || name is empty";
+  EXPECT_EQ(
+      logger.Take(),
+      (LogLines{{ERROR, "AddTable", no_name},
+                {ERROR, "AddTable", no_name},
+                {ERROR, "AddTable", "m_statistic_map.find() failed. app_id:10, zone_id:21"}}));
+
+  mgr.Reset(10, 20);
+  EXPECT_EQ(mgr.AddTable(10, 20, "order"), 0);
+}
+
+TEST_F(StatisticMgrTest, RefusesNewTablesWhereTheArrayIsFullOrItsCountWrong) {
+  SERVICEAPISTATISTIC& record = Create(1, 10, 20);
+  for (int i = 0; i < 256; ++i) {
+    EXPECT_EQ(mgr.AddTable(10, 20, ("t" + std::to_string(i)).c_str()), i);
+  }
+  struct Case {
+    int16_t count;
+    int index_of_the_last;
+  };
+  for (const Case& row : {Case{256, 255}, Case{257, 255}, Case{INT16_MAX, 255},
+                          Case{-1, GEN_ERR_ERR}, Case{INT16_MIN, GEN_ERR_ERR}}) {
+    record.nTableCount = row.count;
+    EXPECT_EQ(mgr.AddTable(10, 20, "t255"), row.index_of_the_last) << row.count;
+    logger.Take();
+    EXPECT_EQ(mgr.AddTable(10, 20, "new"), GEN_ERR_ERR) << row.count;
+    EXPECT_EQ(logger.Take(), (LogLines{{ERROR, "AddTable",
+                                        "the table count(" + std::to_string(row.count) +
+                                            ") >= STATISTIC_MAX_TABLE_COUNT(256), can't add new "
+                                            "table. app_id:10, zone_id:20, name:new"}}));
+    EXPECT_EQ(+record.nTableCount, row.count);
+  }
+}
+
 TEST(StatisticMgr, WorksWithoutALogger) {
   KorvainServiceStatisticMgr mgr;
   EXPECT_EQ(mgr.GetAccessRunStatus(1, 2, 3, 4), nullptr);

@@ -177,6 +177,31 @@ ssize_t sendto(int fd, const void* data, size_t length, int flags, const sockadd
       nullptr, "sendto")(fd, data, length, flags, to, to_length);
 }
 
+int setsockopt(int fd, int level, int option, const void* value, socklen_t length) noexcept {
+  if (active != nullptr && level == IPPROTO_IP && option == IP_RECVERR) {
+    active->recverr_set.push_back(*static_cast<const int*>(value));
+    if (const int error = test::Take(active->setsockopt_errors)) {
+      errno = error;
+      return -1;
+    }
+  }
+  return test::Real<int(int, int, int, const void*, socklen_t)>(nullptr, "setsockopt")(
+      fd, level, option, value, length);
+}
+
+int getsockopt(int fd, int level, int option, void* __restrict value,
+               socklen_t* __restrict length) noexcept {
+  if (active != nullptr && level == SOL_SOCKET && option == SO_ERROR) {
+    ++active->pending_error_queries;
+    if (!active->pending_errors.empty()) {
+      *static_cast<int*>(value) = test::Take(active->pending_errors);
+      return 0;
+    }
+  }
+  return test::Real<int(int, int, int, void*, socklen_t*)>(nullptr, "getsockopt")(fd, level, option,
+                                                                                  value, length);
+}
+
 int getifaddrs(ifaddrs** list) noexcept {
   if (active == nullptr || (!active->interfaces && !active->is_getifaddrs_failing)) {
     return test::Real<int(ifaddrs**)>(nullptr, "getifaddrs")(list);

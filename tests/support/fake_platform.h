@@ -30,6 +30,8 @@ class FakePlatform {
   std::optional<int> getfl_result;  // while set, the flags are not really changed
   std::deque<int> sendto_errors;
   bool is_sending_faked = false;  // sendto succeeds without sending
+  std::deque<int> setsockopt_errors;
+  std::deque<int> pending_errors;  // what each next query for SO_ERROR gives; then the real one
   std::optional<int> rand_value;
 
   // Interface addresses as text; "" is an entry without address, "packet" one of another family,
@@ -39,6 +41,8 @@ class FakePlatform {
 
   std::vector<SentDatagram> sent;
   std::vector<int> flags_set;
+  std::vector<int> recverr_set;  // values that IP_RECVERR was given
+  int pending_error_queries = 0;
   std::vector<unsigned int> seeds;
   int sockets_opened = 0;
   int interface_lists_open = 0;
