@@ -116,6 +116,16 @@ TEST_F(LeavingTest, TheseErrorsMeanThatTheServerIsGone) {
   EXPECT_EQ(platform.pending_error_queries, 8) << "once for each Update of an open channel";
 }
 
+TEST_F(LeavingTest, AChannelThatDidNotOpenIsNotAsked) {
+  mgr.SetNoticeUnreachable(true);
+  platform.setfl_errors = {EINVAL, EINVAL, EINVAL, EINVAL};  // the last socket stays blocking
+  Open();
+  platform.pending_errors = {ECONNREFUSED};
+  mgr.Update();
+  EXPECT_EQ(platform.pending_error_queries, 0);
+  EXPECT_EQ(PortInUse(), 1);
+}
+
 // However the server was lost, the others have their turns before it. Each attempt but the last
 // finds no socket.
 TEST_F(LeavingTest, TheLostServerComesLast) {

@@ -132,6 +132,7 @@ class LatencyDataMgr {
   void Release();
 
   int PushBackStepByStep(int32_t zone_id, int64_t send_time, int32_t ip, int32_t port);
+  int LinkStepByStep(LatencyData& request);
   int LogPushedIfWanted(const LatencyData& request);
   int LogPushed(const LatencyData& request);
   bool IsReportDue(RepetitiveFailure failure);
