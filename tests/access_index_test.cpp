@@ -73,8 +73,8 @@ TEST(MapAccessIndex, TakesAnyIndexAndTheAllZeroKey) {
   EXPECT_EQ(index.Find(2, 0, 0), INVALID_ARRAY_INDEX);
 }
 
-// Inserts and clears at random, with few distinct keys, so that probe chains form, wrap around the
-// end of the table and are torn apart.
+// Inserts and clears at random, with few distinct keys, so that probe chains form and are torn
+// apart.
 TEST(MapAccessIndex, AgreesWithAMapInARandomRun) {
   std::mt19937 random(20);
   MapAccessIndex index;

@@ -160,15 +160,6 @@ TEST_F(LatencyDataMgrTest, IsHarmlessBeforeInit) {
   EXPECT_EQ(fresh.TraverseForDeleteTimeOutNode(nullptr), API_ERR_PARAMETER_INVALID);
 }
 
-TEST_F(LatencyDataMgrTest, ASecondInitDropsWhatIsInFlight) {
-  const int id = Push(1000);
-  EXPECT_EQ(latency.Init(APP, 500, 20, &logger), 0);
-  EXPECT_EQ(latency.CalculateDelay(id, 1250, &mgr), GEN_ERR_ERR);
-  test::clock_ms = 100000;
-  EXPECT_EQ(Sweep(), 0);
-  EXPECT_EQ(+Overall().dwTimeoutCountPerMin, 0u);
-}
-
 TEST_F(LatencyDataMgrTest, AddsEachDelayOnce) {
   struct Case {
     int64_t sent, received;
@@ -218,18 +209,6 @@ TEST_F(LatencyDataMgrTest, RefusesNullManagersAndForeignIds) {
   EXPECT_EQ(latency.CalculateDelay(id, 1250, &mgr), 0);
 }
 
-TEST_F(LatencyDataMgrTest, ALateResponseLeavesTheNewerRequestAlone) {
-  const int late = Push(1000);
-  test::clock_ms = 4000;
-  EXPECT_EQ(Sweep(), 0);
-  const int newer = Push(4000);
-  EXPECT_EQ(newer & 0x1FFFF, late & 0x1FFFF) << "same slot";
-  EXPECT_EQ(latency.CalculateDelay(late, 4010, &mgr), GEN_ERR_ERR);
-  EXPECT_EQ(latency.CalculateDelay(newer, 4030, &mgr), 0);
-  EXPECT_EQ(+Overall().ullAverageDelay, 30u);
-  EXPECT_EQ(+Overall().dwTimeoutCountPerMin, 1u);
-}
-
 TEST_F(LatencyDataMgrTest, ExpiresAtTheTimeOutAndNotBefore) {
   struct Case {
     int64_t age;
@@ -252,19 +231,6 @@ TEST_F(LatencyDataMgrTest, ExpiresAtTheTimeOutAndNotBefore) {
   }
 }
 
-TEST_F(LatencyDataMgrTest, LogsATimeOutWithItsAccess) {
-  Push(1000);
-  latency.CalculateDelay(Push(1000), 1001, &mgr);
-  const int id = Push(1000);
-  latency.CalculateDelay(0, 1001, &mgr);
-  test::clock_ms = 4000;
-  EXPECT_EQ(Sweep(), 0);
-  EXPECT_EQ(logger.Take(), (LogLines{{ERROR, "TraverseForDeleteTimeOutNode",
-                                      "it is timeout. app_id:7, zone_id:3, ip:10.0.0.1, port:9000, "
-                                      "id_for_latency_data:131073, id_for_list_node:131073"}}));
-  EXPECT_EQ(id, 131073) << "slot 1, second use";
-}
-
 TEST_F(LatencyDataMgrTest, ASweepIsBounded) {
   for (int i = 0; i < 250; ++i) Push(1000);
   test::clock_ms = 4000;
@@ -285,12 +251,34 @@ TEST_F(LatencyDataMgrTest, ASweepIsBounded) {
   EXPECT_EQ(+Overall().dwTimeoutCountPerMin, 352u);
 }
 
-TEST_F(LatencyDataMgrTest, AYoungHeadStopsTheSweep) {
-  Push(3999);
-  Push(1000);
-  test::clock_ms = 4000;
-  EXPECT_EQ(Sweep(), 0);
-  EXPECT_EQ(+Overall().dwTimeoutCountPerMin, 0u);
+TEST_F(LatencyDataMgrTest, SettingsBelowOneBecomeTheDefault) {
+  struct Case {
+    int32_t given, timeout, limit;  // what it becomes as the one and as the other
+  };
+  for (const Case& row : {Case{1, 1, 1}, Case{2, 2, 2}, Case{0, 3000, 100}, Case{-1, 3000, 100},
+                          Case{INT32_MIN, 3000, 100}}) {
+    SCOPED_TRACE(row.given);
+    latency.SetTimeOut(row.given);
+    latency.SetLimit(row.given);
+    for (int i = 0; i <= row.limit; ++i) Push(1000);
+    const uint32_t before = Overall().dwTimeoutCountPerMin;
+    test::clock_ms = 1000 + row.timeout - 1;
+    EXPECT_EQ(Sweep(), 0);
+    EXPECT_EQ(+Overall().dwTimeoutCountPerMin, before);
+    test::clock_ms = 1000 + row.timeout;
+    EXPECT_EQ(Sweep(), 0);
+    EXPECT_EQ(+Overall().dwTimeoutCountPerMin - before, static_cast<uint32_t>(row.limit));
+    latency.SetLimit(1000);
+    EXPECT_EQ(Sweep(), 0);
+  }
+}
+
+TEST_F(LatencyDataMgrTest, DelaysAndTheirSumsHave64Bits) {
+  constexpr int64_t LONG = 5000000000;
+  EXPECT_EQ(latency.CalculateDelay(Push(1000), 1000 + LONG, &mgr), 0);
+  EXPECT_EQ(latency.CalculateDelay(Push(INT64_MIN), INT64_MIN + 2 * LONG, &mgr), 0);
+  EXPECT_EQ(+Overall().ullAverageDelay, 15000000000u);
+  EXPECT_EQ(+Access().ullAverageDelay, 15000000000u);
 }
 
 TEST_F(LatencyDataMgrTest, KnowsWhatIsInFlight) {

@@ -53,10 +53,11 @@ TEST_F(ObjSlabTest, HandsOutEverySlotOnceAlignedAndApart) {
     size_t size;
   };
   for (const Case& row : {Case{1, 1}, Case{3, 12}, Case{3, 13}, Case{100, 16}, Case{100, 24},
-                          Case{100, 32}, Case{131072, 17}}) {
+                          Case{100, 32}, Case{131072, 17}, Case{2, 1 << 22}}) {
     SCOPED_TRACE(row.size);
     ASSERT_EQ(objslab_new(&slab, row.count, row.size), 0);
-    EXPECT_GE(objslab_get_size(slab), static_cast<size_t>(row.count) * row.size);
+    EXPECT_EQ(objslab_get_size(slab), test::Allocations::LastSize()) << "its bookkeeping included";
+    EXPECT_LE(objslab_get_size(slab), static_cast<size_t>(row.count) * (row.size + 32) + 64);
     for (int id = 0; id < row.count; ++id) {
       ASSERT_EQ(objslab_is_full(slab), 0);
       ASSERT_EQ(objslab_alloc(slab), id);
@@ -87,6 +88,10 @@ TEST_F(ObjSlabTest, AnIdDiesWithItsUse) {
   EXPECT_EQ(objslab_free(slab, first), 0);
   EXPECT_NE(objslab_free(slab, first), 0);
   EXPECT_EQ(objslab_get(slab, first), nullptr);
+  for (const int next : {first + 131072, (first + 131072) | INT32_MIN}) {
+    EXPECT_EQ(objslab_get(slab, next), nullptr) << "not before it is handed out";
+    EXPECT_NE(objslab_free(slab, next), 0);
+  }
   EXPECT_EQ(objslab_is_full(slab), 0);
   const int again = objslab_alloc(slab);
   EXPECT_NE(again, first);

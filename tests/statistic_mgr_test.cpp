@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -139,11 +142,13 @@ TEST_F(StatisticMgrTest, TakesTheFirstAddressThatIsNotTheLoopback) {
     const char* ip;
   };
   const std::string link_local = "fe80::1:2";
+  const std::string longest = "fe80:1111:2222:3333:4444:5555:6666:7777";
   for (const Case& row :
        {Case{{"127.0.0.1", "192.0.2.7", "192.0.2.8"}, "192.0.2.7"}, Case{{}, "127.0.0.1"},
         Case{{"127.0.0.1"}, "127.0.0.1"}, Case{{"127.0.0.1", "::1", "192.0.2.7"}, "::1"},
         Case{{"127.0.0.10"}, "127.0.0.10"}, Case{{"", "packet", "unnameable"}, "127.0.0.1"},
-        Case{{"", "packet", "unnameable", link_local}, "fe80::1:2"}}) {
+        Case{{"", "packet", "unnameable", link_local}, "fe80::1:2"},
+        Case{{"127.0.0.1", longest}, longest.c_str()}}) {
     EXPECT_EQ(LocalIp(row.interfaces), row.ip);
   }
   test::FakePlatform platform;
@@ -319,6 +324,45 @@ TEST(StatisticMgr, WorksWithoutALogger) {
   EXPECT_EQ(mgr.AddAccess(1, 2, "udp://a", 3, 4, "s"), GEN_ERR_ERR);
   EXPECT_EQ(mgr.CreateStatisticMap(1, 1, 2), 0);
   EXPECT_EQ(mgr.AddAccess(1, 2, "udp://a", 3, 4, "s"), 0);
+}
+
+// Each line names its source file, without a path, and the line in it.
+TEST_F(StatisticMgrTest, LinesSayWhereTheyComeFrom) {
+  struct Case {
+    const char* file;
+    const char* text;
+    std::function<void()> cause;
+  };
+  const std::string root = KORVAIN_SOURCE_DIR "/src/service_api/";
+  for (const Case& row : {Case{"statistic_entries.cpp", "NULL == url || NULL == svr_id",
+                               [this] { mgr.AddAccess(1, 2, nullptr, 3, 4, "s"); }},
+                          Case{"statistic_entries.cpp", "NULL == name || name is empty",
+                               [this] { mgr.AddTable(1, 2, nullptr); }},
+                          Case{"statistic_mgr.cpp", "allocate memory for MapAccessIndex",
+                               [this] { mgr.CreateStatisticMap(1, 2, 3); }}}) {
+    row.cause();
+    const test::LogLine logged = logger.Take().front();
+    EXPECT_EQ(logged.file, row.file);
+    std::ifstream source(root + row.file);
+    bool is_near = false;
+    std::string text;
+    for (int line = 1; std::getline(source, text); ++line) {
+      is_near = is_near ||
+                (std::abs(line - logged.line) <= 3 && text.find(row.text) != std::string::npos);
+    }
+    EXPECT_TRUE(is_near) << row.text << " is not at line " << logged.line;
+  }
+}
+
+TEST_F(StatisticMgrTest, TheLastLoggerGivenIsUsed) {
+  test::RecordingLogger other;
+  mgr.Init(&other);
+  mgr.AddTable(1, 2, nullptr);
+  EXPECT_EQ(other.Take().size(), 1u);
+  mgr.Init(nullptr);
+  mgr.AddTable(1, 2, nullptr);
+  EXPECT_TRUE(other.Take().empty());
+  EXPECT_TRUE(logger.Take().empty());
 }
 
 TEST(StatisticMgr, NamesLiveInThreeTables) {

@@ -76,6 +76,8 @@ TEST_F(StatisticReportTest, SettersMakeOptionsThatCreateStatisticMapKeeps) {
   test::clock_ms = 5000000;
   mgr.SetMetalibId(10, 21, 4);
   mgr.SetDynamicErrorCode(10, 21, 5);
+  EXPECT_EQ(mgr.GetBusinessId(21, 10), 0) << "another pair";
+  mgr.SetBusinessId(21, 10, 6);
   mgr.CreateStatisticMap(1, 10, 21);
   EXPECT_EQ(mgr.GetBusinessId(10, 21), -3);
   EXPECT_EQ(mgr.GetMetalibId(10, 21), 4);
@@ -149,13 +151,22 @@ TEST_F(StatisticReportTest, RescalesEveryCounterInUseAndNothingElse) {
 TEST_F(StatisticReportTest, DelaySumsBecomeMeans) {
   mgr.AddAccess(10, 20, "udp://a", 1, 2, "s");
   ACCESSRUNSTATUS& access = *mgr.GetAccessRunStatus(10, 20, 1, 2);
-  Overall().ullAverageDelay = 1000;
-  Overall().dwCalculateAverageDelayResCount = 3;
-  access.ullAverageDelay = 77;
-  mgr.CalculateAverage(10, 20, 1060);
-  EXPECT_EQ(+Overall().ullAverageDelay, 333u);
-  EXPECT_EQ(+Overall().dwCalculateAverageDelayResCount, 3u);
-  EXPECT_EQ(+access.ullAverageDelay, 77u) << "no samples";
+  struct Case {
+    uint64_t sum;
+    uint32_t samples;
+    uint64_t mean;
+  };
+  for (const Case& row : {Case{1000, 3, 333}, Case{77, 0, 77}, Case{15000000000, 3, 5000000000},
+                          Case{UINT64_MAX, 1, UINT64_MAX}, Case{UINT32_MAX, UINT32_MAX, 1}}) {
+    Overall().ullAverageDelay = access.ullAverageDelay = row.sum;
+    Overall().dwCalculateAverageDelayResCount = row.samples;
+    access.dwCalculateAverageDelayResCount = row.samples;
+    mgr.CalculateAverage(10, 20, 1060);
+    EXPECT_EQ(+Overall().ullAverageDelay, row.mean);
+    EXPECT_EQ(+Overall().dwCalculateAverageDelayResCount, row.samples);
+    EXPECT_EQ(+access.ullAverageDelay, row.mean);
+    EXPECT_EQ(+access.dwCalculateAverageDelayResCount, row.samples);
+  }
 }
 
 TEST_F(StatisticReportTest, CopiesTheUserTextIntoEachReport) {
@@ -163,6 +174,7 @@ TEST_F(StatisticReportTest, CopiesTheUserTextIntoEachReport) {
   mgr.CalculateAverage(10, 20, 1060);
   EXPECT_EQ(std::string(Overall().szUserDefinedText), std::string(511, 't'));
   mgr.SetUserDefineText(10, 20, "short");
+  mgr.Reset(10, 20);
   mgr.CalculateAverage(10, 20, 1060);
   EXPECT_EQ(std::string(Overall().szUserDefinedText, 512), "short" + std::string(507, '\0'));
   mgr.SetUserDefineText(10, 20, nullptr);

@@ -74,6 +74,7 @@ TEST_F(UDPClientMgrTest, RefusesTheseUrlsWithTheirReason) {
                           Case{"udp://10.0.0.1", separator_once},
                           Case{"udp://10.0.0.1:", separator_once},
                           Case{"udp://:80", separator_once},
+                          Case{"udp://:80::", separator_once},
                           Case{"udp://10.0.0.1:8080:9090", separator_twice},
                           Case{"udp://", "strtok(, :) failed, url:"},
                           Case{"udp://:::", "strtok(:::, :) failed, url:"},
@@ -207,6 +208,38 @@ TEST_F(UDPClientMgrTest, MovesOnAfterEachFailedSend) {
   }
   mgr->Update();
   EXPECT_TRUE(logger.Take().empty());
+}
+
+TEST_F(UDPClientMgrTest, TheTurnOfUpdateIsItsOwn) {
+  std::make_unique<UDPClientMgr>()->Update();  // before Init
+  platform.rand_value = 2;
+  Add({"udp://10.0.0.1:1"});
+  for (int i = 0; i < 3; ++i) {
+    FailASend();
+    mgr->Update();
+    EXPECT_EQ(SendsTo(), 1) << "a lone server is opened again";
+  }
+  const std::vector<std::string> urls{"udp://10.0.0.1:1", "udp://10.0.0.1:2", "udp://10.0.0.1:3",
+                                      "udp://10.0.0.1:4"};
+  Add(urls);
+  EXPECT_EQ(SendsTo(), 3);
+  FailASend();
+  mgr->Update();
+  EXPECT_EQ(SendsTo(), 2) << "after the last turn, not after the server in use";
+  Add(urls);
+  EXPECT_EQ(SendsTo(), 3);
+  FailASend();
+  mgr->Update();
+  EXPECT_EQ(SendsTo(), 3) << "kept by a new list";
+  mgr->Init(&logger);
+  Add(urls);
+  FailASend();
+  platform.socket_errors = {EMFILE};
+  mgr->Update();
+  EXPECT_EQ(logger.Take(), (LogLines{{DEBUG, "Init",
+                                      "socket() failed. errno:24, errstr:Too many open files, "
+                                      "url:udp://10.0.0.1:4"}}))
+      << "kept by Init, and said by the client";
 }
 
 TEST_F(UDPClientMgrTest, EveryRefusedBufferCloses) {

@@ -21,6 +21,12 @@ namespace {
 using test::DEBUG;
 using test::LogLines;
 
+// An address of so many characters, the last of its numbers in octal with leading zeros.
+std::string HostOf(size_t length) {
+  const std::string begin = "10.0.0.";
+  return begin + std::string(length - begin.size() - 1, '0') + '1';
+}
+
 class UDPClientTest : public ::testing::Test {
  protected:
   UDPClientTest() { platform.is_sending_faked = true; }
@@ -47,11 +53,13 @@ TEST_F(UDPClientTest, AcceptsTheseUrls) {
         Case{"udp://10.0.0.1:80:90", "10.0.0.1", 80},
         Case{"udp://10.0.0.1:65535", "10.0.0.1", 65535}, Case{"udp://010.0.0.1:1", "8.0.0.1", 1},
         Case{"udp://10.1:4294967297", "10.0.0.1", 1},
-        Case{"udp://1.2.3.4:5" + std::string(300, 'x'), "1.2.3.4", 5}}) {
+        Case{"udp://1.2.3.4:5" + std::string(300, 'x'), "1.2.3.4", 5},
+        Case{"udp://" + HostOf(127) + ":80", "10.0.0.1", 80}}) {
     UDPClient client;
     EXPECT_EQ(client.Init(row.url.c_str(), &logger), 0) << row.url;
     EXPECT_TRUE(logger.Take().empty());
     EXPECT_EQ(client.Send("x", 1), 0);
+    EXPECT_EQ(platform.sent.back().flags, 0);
     const sockaddr_in to = platform.sent.back().to;
     EXPECT_EQ(to.sin_family, AF_INET);
     EXPECT_STREQ(inet_ntoa(to.sin_addr), row.ip) << row.url;
@@ -72,9 +80,9 @@ TEST_F(UDPClientTest, RefusesTheseUrls) {
         Case{"udp://:80", "aton(ip)"}, Case{"udp://localhost:80", "aton(ip)"},
         Case{"udp://10.0.0.256:80", "aton(ip)"}, Case{"udp://10..0.1:80", "aton(ip)"},
         Case{"udp://" + std::string(300, '1') + ":80", "aton(ip)"},
-        Case{"udp://10.0.0.1:", "atoi(port)"}, Case{"udp://10.0.0.1:0", "atoi(port)"},
-        Case{"udp://10.0.0.1:-5", "atoi(port)"}, Case{"udp://10.0.0.1::80", "atoi(port)"},
-        Case{"udp://10.0.0.1:65536", "atoi(port)"},
+        Case{"udp://" + HostOf(128) + ":80", "aton(ip)"}, Case{"udp://10.0.0.1:", "atoi(port)"},
+        Case{"udp://10.0.0.1:0", "atoi(port)"}, Case{"udp://10.0.0.1:-5", "atoi(port)"},
+        Case{"udp://10.0.0.1::80", "atoi(port)"}, Case{"udp://10.0.0.1:65536", "atoi(port)"},
         Case{"udp://10.0.0.1:99999999999999999999", "atoi(port)"}}) {
     SCOPED_TRACE(row.url);
     const std::string iret = row.reason == "aton(ip)"                ? ", iret=0"
@@ -176,6 +184,21 @@ TEST_F(UDPClientTest, IsHarmlessWithoutASocket) {
   client.Fini();
   client.Fini();
   EXPECT_EQ(test::CountOpenDescriptors(), descriptors);
+}
+
+TEST_F(UDPClientTest, ClosesItsOwnDescriptorOnlyAlsoZero) {
+  const int saved = dup(0);
+  close(0);
+  UDPClient client;
+  EXPECT_EQ(client.Init("udp://10.0.0.1:80", nullptr), 0);
+  EXPECT_EQ(client.Send("x", 1), 0);
+  EXPECT_EQ(platform.sent.back().fd, 0);
+  client.Fini();
+  EXPECT_EQ(fcntl(0, F_GETFD), -1) << "closed";
+  EXPECT_EQ(dup(saved), 0) << "now somebody else's";
+  client.Fini();
+  EXPECT_NE(fcntl(0, F_GETFD), -1);
+  close(saved);
 }
 
 TEST_F(UDPClientTest, AnOpenSocketIsClosedOnceTheNewUrlIsParsed) {

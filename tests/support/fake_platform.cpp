@@ -25,6 +25,7 @@ FakePlatform* active = nullptr;
 
 int64_t allocation_count = 0;
 int64_t outstanding = 0;
+size_t last_size = 0;
 int64_t nothrow_count = 0;
 int64_t throwing_count = 0;
 int64_t failing_nothrow_call = -1;
@@ -72,6 +73,9 @@ int64_t Allocations::Count() {
 }
 int64_t Allocations::Outstanding() {
   return outstanding;
+}
+size_t Allocations::LastSize() {
+  return last_size;
 }
 
 int CountOpenDescriptors() {
@@ -166,7 +170,7 @@ ssize_t sendto(int fd, const void* data, size_t length, int flags, const sockadd
   if (active != nullptr) {
     sockaddr_in address{};
     memcpy(&address, to, sizeof(address));
-    active->sent.push_back({fd, length, address});
+    active->sent.push_back({fd, flags, length, address});
     if (const int error = test::Take(active->sendto_errors)) {
       errno = error;
       return -1;
@@ -261,6 +265,7 @@ namespace {
 void* Allocate(size_t size) noexcept {
   void* const block = malloc(size);
   ++test::allocation_count;
+  test::last_size = size;
   if (block != nullptr) ++test::outstanding;
   return block;
 }

@@ -15,6 +15,7 @@ namespace test {
 
 struct SentDatagram {
   int fd;
+  int flags;
   size_t length;
   sockaddr_in to;
 };
@@ -65,6 +66,7 @@ class Allocations {
   static void Restart(int64_t failing_nothrow = -1, int64_t failing_throwing = -1);
   static int64_t Count();        // since the last Restart
   static int64_t Outstanding();  // blocks allocated and not yet freed, in all
+  static size_t LastSize();      // of the last block allocated
 };
 
 int CountOpenDescriptors();

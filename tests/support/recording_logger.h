@@ -16,6 +16,8 @@ struct LogLine {
   int level;
   std::string func;
   std::string text;
+  std::string file{};  // where it comes from, not compared
+  int line = 0;
 
   bool operator==(const LogLine& other) const {
     return level == other.level && func == other.func && text == other.text;
@@ -37,7 +39,7 @@ class RecordingLogger : public KorvainService::Logger {
     va_start(arguments, fmt);
     vsnprintf(text, sizeof(text), fmt, arguments);
     va_end(arguments);
-    lines.push_back({level, func, text});
+    lines.push_back({level, func, text, file, line});
     is_place_sound = is_place_sound && first == 0 && second == 0 && line > 0 &&
                      std::string(file).find('/') == std::string::npos;
   }
