@@ -34,19 +34,21 @@ TEST(StatisticKey, KeepsItsHalvesApart) {
 // Keys that differ in few bits, in either half, must not share homes. A good hash gives 256 keys
 // about 200 different ones of 512.
 TEST(StatisticKey, IsSpreadWhicheverBitsDiffer) {
-  struct Case {
-    const char* what;
-    int32_t app, zone;  // how the i-th key grows, shifted
+  const auto homes_of = [](auto key_of) {
+    std::set<size_t> homes;
+    for (uint32_t i = 0; i < 256; ++i) homes.insert(StatisticKeyHash()(key_of(i)) & 511);
+    return homes.size();
   };
-  for (const Case& row : {Case{"zones", 0, 1}, Case{"applications", 1, 0}, Case{"both", 1, 1}}) {
-    for (int shift = 0; shift <= 24; ++shift) {
-      std::set<size_t> homes;
-      for (int32_t i = 0; i < 256; ++i) {
-        const auto id = static_cast<int32_t>(static_cast<uint32_t>(i) << shift);
-        homes.insert(StatisticKeyHash()(GetKey(row.app * id + 1, row.zone * id)) & 511);
-      }
-      EXPECT_GT(homes.size(), 150u) << row.what << " shifted by " << shift;
+  for (int shift = 0; shift <= 24; ++shift) {
+    const auto spaced = [shift](uint32_t i) { return static_cast<int32_t>(i << shift); };
+    for (const int32_t other : {0, 1, 60, 65536, 1 << 29, -1}) {
+      EXPECT_GT(homes_of([&](uint32_t i) { return GetKey(other, spaced(i)); }), 150u)
+          << "zones shifted by " << shift << " of application " << other;
+      EXPECT_GT(homes_of([&](uint32_t i) { return GetKey(spaced(i), other); }), 150u)
+          << "applications shifted by " << shift << " in zone " << other;
     }
+    EXPECT_GT(homes_of([&](uint32_t i) { return GetKey(spaced(i), spaced(i)); }), 150u)
+        << "both shifted by " << shift;
   }
 }
 

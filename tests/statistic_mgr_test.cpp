@@ -309,10 +309,11 @@ TEST_F(StatisticMgrTest, RefusesNewTablesWhereTheArrayIsFullOrItsCountWrong) {
     EXPECT_EQ(mgr.AddTable(10, 20, "t255"), row.index_of_the_last) << row.count;
     logger.Take();
     EXPECT_EQ(mgr.AddTable(10, 20, "new"), GEN_ERR_ERR) << row.count;
-    EXPECT_EQ(logger.Take(), (LogLines{{ERROR, "AddTable",
-                                        "the table count(" + std::to_string(row.count) +
-                                            ") >= STATISTIC_MAX_TABLE_COUNT(256), can't add new "
-                                            "table. app_id:10, zone_id:20, name:new"}}));
+    EXPECT_EQ(logger.Take(),
+              (LogLines{{ERROR, "AddTable",
+                         "the table count(" + std::to_string(row.count) +
+                             ") is not in 0 to STATISTIC_MAX_TABLE_COUNT(256) - 1, can't add new "
+                             "table. app_id:10, zone_id:20, name:new"}}));
     EXPECT_EQ(+record.nTableCount, row.count);
   }
 }

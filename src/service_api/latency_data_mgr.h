@@ -36,8 +36,8 @@ struct LatencyData {
 };
 
 // Remembers the requests in flight of one application. Init reserves everything that a request
-// needs; after it nothing allocates, and nothing is logged as long as requests are answered, except
-// for a line per PushBack when the logger wants DEBUG lines.
+// needs; after it no operation allocates, and nothing is logged as long as requests are answered,
+// except for a line per PushBack when the logger wants DEBUG lines.
 //
 // Times are milliseconds on the clock of GetCurrentMilliseconds. The sweep reads from the oldest
 // entry and stops at the first young one, so send times should not decrease from one PushBack to
@@ -45,7 +45,7 @@ struct LatencyData {
 // when the manager is destroyed are not counted.
 //
 // Not thread-safe: calls are serialised with those of the statistics manager, which is passed in
-// where it is needed and only borrowed. Nothing is thrown.
+// where it is needed and only borrowed. Nothing is thrown but what a time-out handler throws.
 class LatencyDataMgr {
  public:
   LatencyDataMgr() = default;
@@ -100,7 +100,8 @@ class LatencyDataMgr {
   // The same, and calls the handler once for each request that it expires. A retry that is due at
   // once is expired by the same call at most as long as `limit` allows. What the handler throws
   // leaves the sweep: the request is gone, and those behind it wait for the next sweep. An empty
-  // handler is not called.
+  // handler is not called. Keep a TimeOutHandler for all calls: making one of a lambda may
+  // allocate.
   int TraverseForDeleteTimeOutNode(KorvainServiceStatisticMgr* statistic_mgr,
                                    const TimeOutHandler& on_time_out);
 

@@ -105,8 +105,8 @@ int KorvainServiceStatisticMgr::AddTable(int32_t app_id, int32_t zone_id, const 
   if (index >= 0) return index;
   if (count < 0 || count >= STATISTIC_MAX_TABLE_COUNT) {
     return KORVAIN_FAIL(GEN_ERR_ERR, m_logger, KORVAIN_LOG_LEVEL_ERROR,
-                        "the table count(%d) >= STATISTIC_MAX_TABLE_COUNT(%d), can't add new "
-                        "table. app_id:%d, zone_id:%d, name:%s",
+                        "the table count(%d) is not in 0 to STATISTIC_MAX_TABLE_COUNT(%d) - 1, "
+                        "can't add new table. app_id:%d, zone_id:%d, name:%s",
                         count, STATISTIC_MAX_TABLE_COUNT, app_id, zone_id, name);
   }
   detail::CopyText(statistic->astTableStatistic[count].szTableName, name);

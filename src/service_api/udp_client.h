@@ -42,18 +42,20 @@ class UDPClient {
   // too large or cannot be sent at once.
   int Send(const char* buf, int buf_len);
 
-  // The URL of the last Init that succeeded, empty before one; valid until the next Init. It is
-  // kept after Fini.
+  // The URL of the last Init that succeeded, its first 127 characters, empty before one; valid
+  // until the next Init. It is kept after Fini.
   const char* GetUrl() const { return m_url; }
 
   // Whether the network's answers to sent datagrams (ICMP: port, host or network unreachable) are
-  // to be kept for TakePendingError; they then also fail the next Send. Off at the start. Holds for
-  // the socket that is open and for those of each later Init. Failing to tell a socket is logged
-  // and changes nothing else. Switched off, it drops an answer that is still pending.
+  // to be kept for TakePendingError; one that has not been taken fails the next Send. A Send then
+  // also fails when the queue of the network device is full, which the kernel otherwise keeps to
+  // itself. Off at the start. Holds for the socket that is open and for those of each later Init.
+  // Failing to tell a socket is logged and changes nothing else. Switched off, it drops an answer
+  // that is still pending.
   void SetNoticeUnreachable(bool is_noticing);
 
-  // The errno of the answer that came since the last one was taken or failed a Send; 0 when there
-  // is none, when the client is closed, and when answers are not noticed.
+  // The errno that is pending on the socket, mostly of an answer of the network, and clears it; 0
+  // when there is none, when the client is closed, and when answers are not noticed.
   int TakePendingError();
 
  private:

@@ -67,15 +67,16 @@ class UDPClientMgr {
   // Whether a server that has gone is to be noticed when the network says so (ICMP: port, host or
   // network unreachable). Off at the start, and kept until it is set again.
   //
-  // When on, Update asks an open client for such an answer, and when there is one, closes it and
-  // tries the next server in the same call. An answer may also come first to a Send, which it
-  // fails. After every loss of the server (by Update, Send or LeaveCurrentServer) the turn begins
-  // with the server after the one lost, which so comes last. Reports sent before the answer are
-  // lost: those up to the next Update after a server on this host has ended, or those of a round
-  // trip to another host. Call Update before reporting.
+  // When on, Update asks an open client for such an answer, which costs one system call, and when
+  // there is one, closes it and tries the next server in the same call. An answer may also come
+  // first to a Send, which it fails, and so does a full queue of the network device, which the
+  // kernel otherwise keeps to itself. After every loss of the server (by Update, Send or
+  // LeaveCurrentServer) the turn begins with the server after the one lost, which so comes last.
+  // Reports sent before the answer are lost: those up to the next Update after a server on this
+  // host has ended, or those of a round trip to another host. Call Update before reporting.
   //
-  // Never noticed, since nobody answers: a host that is silently gone, a firewall that drops, a
-  // server that hangs with its socket open. Costs one system call per Update.
+  // Not noticed, since nobody answers: a host beyond the local network that is silently gone, a
+  // firewall that drops, a server that hangs with its socket open.
   void SetNoticeUnreachable(bool is_noticing);
 
  private:

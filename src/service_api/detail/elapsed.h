@@ -7,7 +7,8 @@
 namespace KorvainService::detail {
 
 // The time from `from` to `to`: exact, however far apart they are, when `to` is not the earlier
-// one. When it is, the result has wrapped: huge, and as a signed number negative.
+// one. When it is, the result has wrapped: huge, and as a signed number negative, for times less
+// than 2^63 apart.
 inline uint64_t Elapsed(int64_t from, int64_t to) {
   return static_cast<uint64_t>(to) - static_cast<uint64_t>(from);
 }
