@@ -44,18 +44,27 @@ if [ "$(id -u)" -eq 0 ]; then
 elif command -v sudo >/dev/null && { sudo -n true 2>/dev/null || [ -t 0 ]; }; then
   as_root=(sudo)
 else
-  [ ${#missing[@]} -gt 0 ] || exit 0
-  echo "Please install these packages first: ${missing[*]}" >&2
-  exit 1
+  if [ ${#missing[@]} -gt 0 ]; then
+    echo "Please install these packages first: ${missing[*]}" >&2
+    exit 1
+  fi
+  echo "Done without: ${missing_optional[*]}"
+  exit 0
 fi
 
+install() {
+  ${as_root[@]+"${as_root[@]}"} env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "$@" >/dev/null
+}
+
 echo "Installing: ${missing[*]} ${missing_optional[*]}"
-"${as_root[@]}" apt-get update -qq
+# An old list may still do.
+${as_root[@]+"${as_root[@]}"} apt-get update -qq || echo "The package lists could not be updated"
+if [ ${#missing[@]} -gt 0 ] && ! install "${missing[@]}"; then
+  echo "These packages are needed and could not be installed: ${missing[*]}" >&2
+  exit 1
+fi
+# One by one, since each may have gone from the archive, or not fit this machine.
 for package in ${missing_optional[@]+"${missing_optional[@]}"}; do
-  if apt-cache show "$package" >/dev/null 2>&1; then
-    missing+=("$package")
-  fi
+  install "$package" || echo "Not to be had, done without: $package"
 done
-[ ${#missing[@]} -gt 0 ] || exit 0
-"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-  apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

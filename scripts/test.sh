@@ -1,22 +1,67 @@
 #!/usr/bin/env bash
-# Builds and tests everything: formatting, static analysis, release build, sanitizers, clang,
-# installed packages. The last line counts the tests.
+# Builds and tests everything: formatting, static analysis, release build, sanitizers, clang, other
+# people's builds. The last line counts the tests. With arguments only the stages that they name:
+#   scripts/test.sh [packages|format|release|tidy|asan|clang|shared|builds ...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install_deps.sh test
 jobs=$(nproc)
 passed=0
 failed=0
+ticker=
 
-step() { printf '\n== %s\n' "$*"; }
+trap '[ -z "$ticker" ] || kill "$ticker" 2>/dev/null || true' EXIT
+
+# with_progress LOG COMMAND...: the command's output goes to the log, and every 15 seconds the last
+# line of it is shown.
+with_progress() {
+  local log=$1 status=0
+  shift
+  : >"$log"
+  show_progress "$log" &
+  ticker=$!
+  "$@" >"$log" 2>&1 || status=$?
+  kill "$ticker"
+  wait "$ticker" 2>/dev/null || true
+  ticker=
+  return "$status"
+}
+
+show_progress() {
+  local seconds=0
+  while sleep 15 >/dev/null 2>&1; do # holds no output open when its parent has gone
+    seconds=$((seconds + 15))
+    printf '   ... %d s: %s\n' "$seconds" "$(tail -n 1 "$1")"
+  done
+}
+
+# or_show LOG COMMAND...: with_progress, and the end if the command fails.
+or_show() {
+  with_progress "$@" || {
+    cat "$1"
+    exit 1
+  }
+}
+
+sources() {
+  find . \( -path './build*' -o -path './.?*' \) -prune -o \( -name '*.h' -o -name '*.cpp' \) \
+    -print0
+}
+
+library_sources() { find comm src -name '*.cpp' -print0; }
+
+install_packages() {
+  mkdir -p build
+  or_show build/packages.log scripts/install_deps.sh test
+  cat build/packages.log
+}
 
 check_format() {
   if ! command -v clang-format-14 >/dev/null; then
     echo "clang-format-14 is not to be had here: formatting not checked"
     return
   fi
-  git ls-files '*.h' '*.cpp' | xargs clang-format-14 --dry-run --Werror
+  sources | xargs -0 clang-format-14 --dry-run --Werror
 }
 
 check_tidy() {
@@ -24,72 +69,90 @@ check_tidy() {
     echo "clang-tidy-14 is not to be had here: not analysed"
     return
   fi
-  git ls-files 'comm/*.cpp' 'src/*.cpp' |
-    xargs -P "$jobs" -n 3 clang-tidy-14 --quiet -p build/release --extra-arg=-std=c++17 2>/dev/null
+  [ -e build/release/compile_commands.json ] || or_show build/configure.log cmake --preset release
+  library_sources >build/tidy.list
+  or_show build/tidy.log xargs -0 -a build/tidy.list -P "$jobs" -n 3 \
+    clang-tidy-14 --quiet -p build/release --extra-arg=-std=c++17
+}
+
+# Takes the counts of tests over.
+count() {
+  passed=$((passed + $1))
+  failed=$((failed + $2))
 }
 
 # Runs the tests of a build and adds to the counts.
 run_tests() {
-  local log=$1/ctest.log status=0
-  ctest --test-dir "$1" --output-on-failure --parallel "$jobs" >"$log" 2>&1 || status=$?
-  local summary total bad
-  summary=$(grep -E '^[0-9]+% tests passed' "$log") || { cat "$log"; exit 1; }
+  local log=$1/ctest.log status=0 summary total bad
+  with_progress "$log" ctest --test-dir "$1" --output-on-failure --parallel "$jobs" || status=$?
+  summary=$(grep -E '^[0-9]+% tests passed' "$log") || {
+    cat "$log"
+    exit 1
+  }
   bad=$(sed -E 's/.*, ([0-9]+) tests? failed out of.*/\1/' <<<"$summary")
   total=$(sed -E 's/.* out of ([0-9]+).*/\1/' <<<"$summary")
   echo "$summary"
   if [ "$status" -ne 0 ]; then cat "$log"; fi
-  passed=$((passed + total - bad))
-  failed=$((failed + bad))
+  count $((total - bad)) "$bad"
 }
 
 configure_build_test() {
-  local preset=$1
+  mkdir -p "build/$1"
+  or_show "build/$1/configure.log" cmake --preset "$1"
+  or_show "build/$1/build.log" cmake --build "build/$1" --parallel "$jobs"
+  run_tests "build/$1"
+}
+
+# Runs scripts that check how the project builds in other hands, and adds to the counts.
+check_builds() {
+  local name log summary
+  mkdir -p build/checks
+  for name in install_deps source_tree subproject package; do
+    log=build/checks/$name.log
+    with_progress "$log" "tests/builds/$name.sh" "build/checks/$name" || true
+    cat "$log"
+    summary=$(tail -n 1 "$log")
+    if ! [[ $summary =~ ^([0-9]+)\ passed,\ ([0-9]+)\ failed$ ]]; then
+      echo "tests/builds/$name.sh has not come to its end"
+      exit 1
+    fi
+    count "${BASH_REMATCH[1]}" "${BASH_REMATCH[2]}"
+  done
+}
+
+# stage TITLE COMMAND...
+stage() {
+  local start=$SECONDS
+  printf '\n== %s\n' "$1"
   shift
-  cmake --preset "$preset" "$@" >/dev/null
-  cmake --build "build/$preset" --parallel "$jobs" >"build/$preset/build.log" 2>&1 || {
-    cat "build/$preset/build.log"
-    exit 1
-  }
-  run_tests "build/$preset"
+  "$@"
+  printf '   (%d s)\n' $((SECONDS - start))
 }
 
-# Installs the library and lets a project of its own find it, by CMake and by pkg-config.
-check_package() {
-  local shared=$1 dir=build/package-$1
-  rm -rf "$dir"
-  cmake -S . -B "$dir/build" -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS="$shared" \
-    -DKORVAIN_STATISTIC_BUILD_TESTS=OFF -DKORVAIN_STATISTIC_BUILD_BENCHMARKS=OFF \
-    -DKORVAIN_STATISTIC_BUILD_EXAMPLES=OFF -DCMAKE_INSTALL_PREFIX="$PWD/$dir/prefix" >/dev/null
-  cmake --build "$dir/build" --parallel "$jobs" >/dev/null
-  cmake --install "$dir/build" >/dev/null
-  cmake -S tests/consumer -B "$dir/consumer" -DCMAKE_PREFIX_PATH="$PWD/$dir/prefix" >/dev/null
-  cmake --build "$dir/consumer" >/dev/null
-  "$dir/consumer/consumer"
-  local pc_dir libdir
-  pc_dir=$(dirname "$(find "$dir/prefix" -name korvain_statistic.pc)")
-  libdir=$(PKG_CONFIG_PATH=$pc_dir pkg-config --variable=libdir korvain_statistic)
-  # shellcheck disable=SC2046  # the flags are words
-  g++ -std=c++17 tests/consumer/consumer.cpp -o "$dir/consumer_pc" \
-    $(PKG_CONFIG_PATH=$pc_dir pkg-config --cflags --libs korvain_statistic korvain_line_protocol)
-  LD_LIBRARY_PATH=$libdir "$dir/consumer_pc"
-  passed=$((passed + 2))
+run_stage() {
+  case "$1" in
+    packages) stage "Packages that the tests need" install_packages ;;
+    format) stage "Formatting, clang-format 14" check_format ;;
+    release) stage "Release build, g++, warnings are errors; its tests" configure_build_test release ;;
+    tidy) stage "Static analysis of the library, clang-tidy 14" check_tidy ;;
+    asan)
+      stage "AddressSanitizer and UndefinedBehaviorSanitizer: build and tests" \
+        configure_build_test asan
+      ;;
+    clang) stage "Debug build by clang, warnings are errors; its tests" configure_build_test clang ;;
+    shared) stage "Release build with a shared library; its tests" configure_build_test shared ;;
+    builds)
+      stage "Other people's builds: few packages, subdirectory, unity, installed" check_builds
+      ;;
+    *)
+      echo "There is no stage $1" >&2
+      exit 2
+      ;;
+  esac
 }
 
-step "Formatting"
-check_format
-step "Release build, g++, warnings are errors"
-configure_build_test release
-step "Static analysis"
-check_tidy
-step "AddressSanitizer and UndefinedBehaviorSanitizer"
-configure_build_test asan
-step "Debug build, clang"
-configure_build_test clang
-step "Shared library"
-configure_build_test shared
-step "Installed package, static and shared"
-check_package OFF
-check_package ON
+[ $# -gt 0 ] || set -- packages format release tidy asan clang shared builds
+for name in "$@"; do run_stage "$name"; done
 
-printf '\n%d passed, %d failed\n' "$passed" "$failed"
+printf '\n%d passed, %d failed in %d s\n' "$passed" "$failed" "$SECONDS"
 [ "$failed" -eq 0 ]

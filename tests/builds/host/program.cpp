@@ -1,0 +1,7 @@
+#include <cstdio>
+
+int CountTimedOut();
+
+int main() {
+  printf("%d\n", CountTimedOut());
+}
