@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034
 # Read by the scripts beside this one. Each is called as SCRIPT WORK_DIRECTORY, builds only there,
 # and ends with a line that counts its checks.
 set -uo pipefail
@@ -18,6 +19,8 @@ check() {
     set -e
     "$@"
   ) >"$work/check.log" 2>&1
+  # Asked for only now, since a condition around the command would switch off its set -e.
+  # shellcheck disable=SC2181
   if [ $? -eq 0 ]; then
     passed=$((passed + 1))
     echo "ok      $text"
@@ -31,7 +34,6 @@ check() {
 finish() {
   echo "$passed passed, $failed failed"
   [ "$failed" -eq 0 ]
-  exit
 }
 
 # The project's own configuration without what takes long to build.
@@ -47,4 +49,13 @@ list_exported() {
 }
 
 # none_of PATTERN FILE: shows the lines that should not be there.
-none_of() { ! grep -E "$1" "$2"; }
+none_of() {
+  local status=0
+  grep -E -e "$1" "$2" || status=$?
+  [ "$status" -eq 1 ] # 2 is no verdict
+}
+
+# Succeeds when the command fails. A mere "!" would not end a check.
+fails() {
+  if "$@"; then return 1; fi
+}

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # What scripts/install_deps.sh makes of machines that lack something, with a package manager that
 # only pretends.
+# shellcheck source=tests/builds/checks.sh
 . "$(dirname "$0")/checks.sh"
 
 # pretend COMMAND TEXT: the command's body, in place of the real one.
@@ -51,7 +52,7 @@ install_the_other_optional() {
 
 fail_without_needed() {
   machine "$1" 'libgtest-dev|clang-tidy-14' "$2"
-  ! run >"$work/run.txt" 2>&1
+  fails run >"$work/run.txt" 2>&1
   cat "$work/run.txt"
   grep -q libgtest-dev "$work/run.txt"
 }

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # A source tree as it comes out of a tarball: no repository, another owner, few packages.
+# shellcheck source=tests/builds/checks.sh
 . "$(dirname "$0")/checks.sh"
 
 tree=$work/tree
@@ -20,7 +21,7 @@ test_format() { PATH=$work/bin:$PATH "$tree/scripts/test.sh" format; }
 
 find_bad_format() {
   echo 'int  x ;' >"$tree/src/net/bad.cpp"
-  ! test_format
+  fails test_format
 }
 
 call_no_git() { [ ! -e "$work/git_calls" ]; }
@@ -44,9 +45,9 @@ say_what_is_left_out() {
 
 # refuse PART PACKAGE
 refuse() {
-  ! cmake -S "$tree" -B "$work/refused-$1" "${absent[@]}" "-DKORVAIN_STATISTIC_BUILD_$1=ON" \
+  fails cmake -S "$tree" -B "$work/refused-$1" "${absent[@]}" "-DKORVAIN_STATISTIC_BUILD_$1=ON" \
     >"$work/refused.txt" 2>&1
-  tr -s ' \n' ' ' <"$work/refused.txt" | grep "_BUILD_$1 is ON, but .* not found (.*$2"
+  tr -s ' \n' ' ' <"$work/refused.txt" | grep -e "_BUILD_$1 is ON, but .* not found (.*$2"
 }
 
 check "a tree without repository, of another owner, is unpacked" unpack

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # The library as a subdirectory of a project that hides its symbols; static in a unity build.
+# shellcheck source=tests/builds/checks.sh
 . "$(dirname "$0")/checks.sh"
 
 build_host() {
