@@ -17,14 +17,14 @@ find_by_cmake() {
   "$work/$kind-consumer/consumer"
 }
 
-# pc ARGUMENTS...: what pkg-config says about the library in $pc_dir, and there alone.
-pc() { PKG_CONFIG_LIBDIR=$pc_dir pkg-config "$@" korvain_statistic; }
+# pc ARGUMENTS...: what pkg-config says about the libraries in $pc_dir, and there alone.
+pc() { PKG_CONFIG_LIBDIR=$pc_dir pkg-config "$@" korvain_line_protocol korvain_statistic; }
 
 find_by_pkg_config() {
   # shellcheck disable=SC2046  # the flags are words
   g++ -std=c++17 "$source_dir/tests/consumer/consumer.cpp" -o "$work/consumer_pc" \
     $(pc --cflags --libs)
-  LD_LIBRARY_PATH=$(pc --variable=libdir) "$work/consumer_pc"
+  LD_LIBRARY_PATH=$(pc --variable=libdir | cut -d ' ' -f 1) "$work/consumer_pc"
 }
 
 # A C program that links the archive has to be told of the C++ library; nobody else is.
@@ -59,12 +59,16 @@ export_public_symbols_alone() {
     KorvainService::{JudgeProxy,UDPClientMgr}::Update KorvainService::MapAccessIndex::Insert \
     KorvainService::{KorvainServiceStatisticMgr::AddAccess,LatencyDataMgr::PushBack}; do
     echo "$name"
-    grep -q "^$name(" "$work/exported.txt"
+    grep -qE "^$name(\(|$)" "$work/exported.txt"
   done
   none_of '^KorvainService::detail' "$work/exported.txt"
-  grep -vE '^(KorvainService::|objslab_|CBidirList::)' "$work/exported.txt" >"$work/other.txt" ||
-    true
+  # An instantiated template is written with its result in front.
+  grep -vE '^(int )?(KorvainService::|objslab_|CBidirList::)' "$work/exported.txt" \
+    >"$work/other.txt" || true
   none_of . "$work/other.txt"
+  list_exported "$prefix/$libdir/libkorvain_line_protocol.so"
+  [ "$(sed 's/(.*//' "$work/exported.txt" | sort -u | tr '\n' ' ')" = \
+    "KorvainService::AppendReport KorvainService::PackReport KorvainService::SplitIntoDatagrams " ]
 }
 
 install_to_absolute_libdir() {
