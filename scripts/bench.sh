@@ -22,7 +22,8 @@ done
 scripts/install_deps.sh bench
 build=build/bench-shared-$shared
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O2 -DNDEBUG" \
-  -DBUILD_SHARED_LIBS="$shared" -DKORVAIN_STATISTIC_BUILD_TESTS=OFF \
+  -DBUILD_SHARED_LIBS="$shared" -DKORVAIN_STATISTIC_BUILD_BENCHMARKS=ON \
+  -DKORVAIN_STATISTIC_BUILD_TESTS=OFF \
   -DKORVAIN_STATISTIC_BUILD_EXAMPLES=OFF >/dev/null
 cmake --build "$build" --parallel "$(nproc)" >/dev/null
 
