@@ -154,5 +154,5 @@ run_stage() {
 [ $# -gt 0 ] || set -- packages format release tidy asan clang shared builds
 for name in "$@"; do run_stage "$name"; done
 
-printf '\n%d passed, %d failed in %d s\n' "$passed" "$failed" "$SECONDS"
+printf '\nAll of it took %d s.\n%d passed, %d failed\n' "$SECONDS" "$passed" "$failed"
 [ "$failed" -eq 0 ]
