@@ -290,6 +290,9 @@ TEST_F(StatisticMgrTest, EntersTablesByName) {
                 {ERROR, "AddTable", no_name},
                 {ERROR, "AddTable", "m_statistic_map.find() failed. app_id:10, zone_id:21"}}));
 
+  record.nTableCount = 1;
+  EXPECT_EQ(mgr.AddTable(10, 20, "order"), 1) << "a name beyond the count is not in use";
+  EXPECT_EQ(+record.nTableCount, 2);
   mgr.Reset(10, 20);
   EXPECT_EQ(mgr.AddTable(10, 20, "order"), 0);
 }
