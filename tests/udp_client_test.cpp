@@ -136,6 +136,8 @@ TEST_F(UDPClientTest, ReportsFailingSystemCalls) {
       logger.Take(),
       (LogLines{{DEBUG, "Send", "sendto() failed. buf_len:3, url:" + url + ", sock fd:" + fd}}));
   EXPECT_EQ(client.Send("abc", 3), 0) << "a failed send does not close";
+  platform.sendto_result = 0;
+  EXPECT_EQ(client.Send("abc", 3), 0) << "a partial result is not looked at";
 }
 
 TEST_F(UDPClientTest, SetsBothFlagsOnTopOfTheOldOnes) {

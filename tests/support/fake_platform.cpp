@@ -175,7 +175,9 @@ ssize_t sendto(int fd, const void* data, size_t length, int flags, const sockadd
       errno = error;
       return -1;
     }
-    if (active->is_sending_faked) return static_cast<ssize_t>(length);
+    if (active->is_sending_faked) {
+      return active->sendto_result.value_or(static_cast<ssize_t>(length));
+    }
   }
   return test::Real<ssize_t(int, const void*, size_t, int, const sockaddr*, socklen_t)>(
       nullptr, "sendto")(fd, data, length, flags, to, to_length);

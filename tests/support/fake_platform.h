@@ -30,7 +30,8 @@ class FakePlatform {
   std::deque<int> setfl_errors;
   std::optional<int> getfl_result;  // while set, the flags are not really changed
   std::deque<int> sendto_errors;
-  bool is_sending_faked = false;  // sendto succeeds without sending
+  bool is_sending_faked = false;         // sendto succeeds without sending
+  std::optional<ssize_t> sendto_result;  // what it then gives instead of the length
   std::deque<int> setsockopt_errors;
   std::deque<int> pending_errors;  // what each next query for SO_ERROR gives; then the real one
   std::optional<int> rand_value;
