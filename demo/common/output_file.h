@@ -1,0 +1,41 @@
+// A file that a program writes and can do without when it must.
+#ifndef KORVAIN_DEMO_OUTPUT_FILE_H_
+#define KORVAIN_DEMO_OUTPUT_FILE_H_
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace demo {
+
+// Each write is passed through at once. One that fails, on a full disk for example, is complained
+// of the first time and counted every time; the program goes on.
+class OutputFile {
+ public:
+  enum Beginning { REPLACED, APPENDED };
+  using Complaint = std::function<void(const std::string&)>;
+
+  // An empty path stands for no file: all writes are nothing. Throws std::runtime_error, which
+  // names the file, when it cannot be opened.
+  OutputFile(const std::string& path, Beginning beginning, Complaint complain);
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  // `lines` are whole, with their line ends.
+  void Write(std::string_view lines);
+
+  int64_t Lost() const { return m_lost; }  // writes
+
+ private:
+  const std::string m_path;
+  const Complaint m_complain;
+  int m_fd = -1;
+  bool m_is_line_torn = false;
+  int64_t m_lost = 0;
+};
+
+}  // namespace demo
+
+#endif  // KORVAIN_DEMO_OUTPUT_FILE_H_

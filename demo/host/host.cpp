@@ -1,0 +1,172 @@
+// A small service API: the host of the statistics module, with a poll loop of its own.
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "demo/common/command_line.h"
+#include "demo/common/console.h"
+#include "demo/common/signal_watch.h"
+#include "demo/host/collect_channel.h"
+#include "demo/host/host_options.h"
+#include "demo/host/journal.h"
+#include "demo/host/module_logger.h"
+#include "demo/host/own_counts.h"
+#include "demo/host/proxy_set.h"
+#include "demo/host/report_cycle.h"
+#include "demo/host/scaled_clock.h"
+#include "demo/host/traffic.h"
+#include "service_api/korvain_service_statistic.h"
+
+namespace demo {
+
+using namespace KorvainService;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class Host {
+ public:
+  explicit Host(const HostOptions& options)
+      : m_options(options),
+        m_console(options.console),
+        m_signals({SIGINT, SIGTERM}),
+        m_logger(m_console),
+        m_journal(options.journal, [this](const std::string& text) { Complain(text); }),
+        m_summary(options.summary, OutputFile::REPLACED,
+                  [this](const std::string& text) { Complain(text); }),
+        m_proxies(MakeProxies(options.proxy_urls)),
+        m_own_counts(m_proxies),
+        m_judge(&m_logger),
+        m_channel(options.collect_urls, m_logger, m_console),
+        m_reports(options, m_proxies, m_statistic_mgr, m_channel, m_journal, m_logger),
+        m_zones(MakeZones()),
+        m_traffic(options, m_proxies, m_zones, m_statistic_mgr, m_own_counts, m_logger) {}
+
+  int Run() {
+    while (!m_is_stopped && !IsDurationOver()) RunOnce(true);
+    m_console.Note("sends no more requests, waits for {} answers", m_traffic.InFlight());
+    m_is_stopped = false;  // one more signal ends the waiting
+    while (!(m_traffic.IsSettled() || m_is_stopped) || !m_reports.CanReportAll()) RunOnce(false);
+    m_reports.ReportAll();
+    Conclude();
+    return 0;
+  }
+
+ private:
+  void Complain(const std::string& text) { m_console.Announce("{}", text); }
+
+  std::vector<ProxySet> MakeZones() {
+    std::vector<ProxySet> zones;
+    for (int32_t id = 1; id <= m_options.zones; ++id) {
+      zones.emplace_back(m_options, id, m_proxies, m_judge, m_console);
+    }
+    return zones;
+  }
+
+  bool IsDurationOver() const {
+    return m_options.duration_s > 0 && ElapsedSeconds() >= m_options.duration_s;
+  }
+
+  double ElapsedSeconds() const {
+    return std::chrono::duration<double>(Clock::now() - m_start).count();
+  }
+
+  void RunOnce(bool is_sending) {
+    if (m_signals.Wait(m_traffic.fd(), MillisecondsToNextRequest()) != 0) m_is_stopped = true;
+    m_traffic.TakeResponses();
+    m_traffic.TimeOutRequests();
+    if (is_sending) SendDueRequests();
+    for (ProxySet& zone : m_zones) zone.Update(m_statistic_mgr, Clock::now());
+    m_channel.Update();
+    m_reports.ReportDueZones();
+    if (is_sending && Clock::now() >= m_next_status) SayStatus();
+  }
+
+  int MillisecondsToNextRequest() const {
+    constexpr double LONGEST_MS = 10;  // the module's clock may run much faster than real time
+    const double next_s = static_cast<double>(m_paced + 1) / m_options.rate;
+    const double left_ms = std::ceil((next_s - ElapsedSeconds()) * 1000);
+    return static_cast<int>(std::clamp(left_ms, 1.0, LONGEST_MS));
+  }
+
+  void SendDueRequests() {
+    const auto due = static_cast<int64_t>(ElapsedSeconds() * m_options.rate);
+    // After a pause of the process, what lies further back than this is not made up for.
+    const auto most = static_cast<int64_t>(std::max(16.0, m_options.rate / 20));
+    m_paced = std::max(m_paced, due - most);
+    for (; m_paced < due; ++m_paced) m_traffic.SendRequest();
+  }
+
+  void SayStatus() {
+    m_next_status += std::chrono::seconds(1);
+    const Progress last = m_traffic.TakeProgress();
+    const double delay_ms = static_cast<double>(last.delay_ms) / m_options.clock_speed /
+                            static_cast<double>(std::max<int64_t>(last.answers, 1));
+    m_console.Say(
+        "{:3.0f} s: {:3} requests, {:3} answers, {:2} time-outs, mean delay {:2.0f} ms, {:2} in "
+        "flight, to {}{}",
+        ElapsedSeconds(), last.requests, last.answers, last.time_outs, delay_ms,
+        m_traffic.InFlight(), m_channel.CurrentName(), DescribeProxies());
+  }
+
+  // As the first zone sees them: the others see the same a moment sooner or later.
+  std::string DescribeProxies() const {
+    std::string text;
+    for (size_t i = 0; i < m_proxies.size(); ++i) {
+      const std::string state = m_zones.front().Describe(i);
+      if (!state.empty()) text += ", " + state;
+    }
+    return text;
+  }
+
+  void Conclude() {
+    const std::string summary = m_own_counts.ToSummary();
+    m_summary.Write(summary);
+    m_console.Note("{}", summary);
+    m_console.Note("stray datagrams: {}, lines that nobody read: {}, journal entries lost: {}",
+                   m_own_counts.Strays(), m_console.Dropped(), m_journal.Lost());
+  }
+
+  const HostOptions m_options;
+  Console m_console;
+  const SignalWatch m_signals;
+  ModuleLogger m_logger;
+  Journal m_journal;
+  OutputFile m_summary;
+  std::vector<Proxy> m_proxies;
+  OwnCounts m_own_counts;
+  KorvainServiceStatisticMgr m_statistic_mgr;
+  JudgeProxy m_judge;
+  CollectChannel m_channel;
+  ReportCycle m_reports;
+  std::vector<ProxySet> m_zones;
+  Traffic m_traffic;
+  const Clock::time_point m_start = Clock::now();
+  Clock::time_point m_next_status = m_start + std::chrono::seconds(1);
+  int64_t m_paced = 0;  // requests that were due so far
+  bool m_is_stopped = false;
+};
+
+int RunHost(const HostOptions& options) {
+  CheckOptions(options);
+  SetClockSpeed(options.clock_speed);
+  return Host(options).Run();
+}
+
+}  // namespace
+
+}  // namespace demo
+
+int main(int argc, char** argv) {
+  demo::HostOptions options;
+  return demo::RunProgram(
+      argc, argv, "demo_host", "A small service API that hosts the statistics module.",
+      [&](CLI::App& app) { AddOptions(app, options); }, [&] { return demo::RunHost(options); });
+}

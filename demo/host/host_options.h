@@ -1,0 +1,47 @@
+// The settings of the host and of what it serves.
+#ifndef KORVAIN_DEMO_HOST_OPTIONS_H_
+#define KORVAIN_DEMO_HOST_OPTIONS_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "demo/common/console.h"
+
+namespace CLI {
+class App;
+}
+
+namespace demo {
+
+inline constexpr int32_t SET_ID = 3;
+inline constexpr int32_t APP_ID = 7;
+
+struct HostOptions {
+  ConsoleOptions console{"host", "", false};
+  std::vector<std::string> proxy_urls;
+  std::vector<std::string> collect_urls;
+  int32_t zones = 1;
+  int32_t tables = 1;
+  double rate = 100;
+  double duration_s = 0;
+  double clock_speed = 1;
+  int32_t timeout_ms = 3000;
+  size_t datagram_size = 1400;
+  int32_t judge_period_s = 10;
+  int32_t judge_times = 3;
+  int32_t judge_threshold = 90;
+  int32_t recheck_s = 60;
+  std::string journal;
+  std::string summary;
+};
+
+void AddOptions(CLI::App& app, HostOptions& options);
+
+// Throws UsageError for what no single option shows.
+void CheckOptions(const HostOptions& options);
+
+}  // namespace demo
+
+#endif  // KORVAIN_DEMO_HOST_OPTIONS_H_

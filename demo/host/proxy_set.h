@@ -1,0 +1,88 @@
+// The proxies as one zone sees them: which ones get requests.
+#ifndef KORVAIN_DEMO_PROXY_SET_H_
+#define KORVAIN_DEMO_PROXY_SET_H_
+
+#include <netinet/in.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "demo/common/console.h"
+#include "demo/host/host_options.h"
+#include "service_api/korvain_service_statistic.h"
+
+namespace demo {
+
+using TimePoint = std::chrono::steady_clock::time_point;
+
+struct Proxy {
+  std::string url;
+  std::string name;
+  sockaddr_in address;
+
+  // Over all zones.
+  int32_t zones_out = 0;  // in which it is not in service
+  TimePoint last_good_answer{};
+  int64_t times_judged = 0;
+  int64_t times_back = 0;
+
+  // The forms in which the module is told of the proxy.
+  int32_t ip() const { return static_cast<int32_t>(address.sin_addr.s_addr); }
+  int32_t port() const { return ntohs(address.sin_port); }
+
+  bool Serves(const KorvainService::LatencyData& request) const {
+    return request.ip == ip() && request.port == port();
+  }
+};
+
+std::vector<Proxy> MakeProxies(const std::vector<std::string>& urls);
+
+// Proxies that the module judges unavailable get no requests until the recheck interval is over.
+// Then they are on trial: they get requests, and are judged anew from no bad check on.
+class ProxySet {
+ public:
+  ProxySet(const HostOptions& options, int32_t zone_id, std::vector<Proxy>& proxies,
+           KorvainService::JudgeProxy& judge, Console& console);
+
+  // The index of the proxy for the next request: each that gets requests in turn.
+  std::optional<size_t> Next();
+
+  void CountGoodAnswer(size_t proxy, TimePoint now);
+
+  void Update(KorvainService::KorvainServiceStatisticMgr& statistic_mgr, TimePoint now);
+
+  int32_t zone_id() const { return m_zone_id; }
+
+  // What is wrong with the proxy, for a person; empty when nothing is.
+  std::string Describe(size_t proxy) const;
+
+ private:
+  enum class State { IN_SERVICE, OUT_OF_SERVICE, ON_TRIAL };
+
+  struct Member {
+    State state = State::IN_SERVICE;
+    TimePoint retry_time{};
+    int64_t good_answers = 0;  // since the last check
+  };
+
+  void TryAgain(size_t proxy);
+  void Check(size_t proxy, TimePoint now);
+  void TakeOut(size_t proxy, TimePoint now);
+  void TakeBack(size_t proxy);
+
+  std::vector<Proxy>& m_proxies;
+  KorvainService::JudgeProxy& m_judge;
+  Console& m_console;
+  const int32_t m_zone_id;
+  const int32_t m_check_times;
+  std::vector<Member> m_members;
+  size_t m_turn = 0;
+};
+
+}  // namespace demo
+
+#endif  // KORVAIN_DEMO_PROXY_SET_H_

@@ -1,0 +1,13 @@
+// The host's millisecond clock: real time, or a clock that runs faster.
+#ifndef KORVAIN_DEMO_SCALED_CLOCK_H_
+#define KORVAIN_DEMO_SCALED_CLOCK_H_
+
+namespace demo {
+
+// From now on, which stays what it is, the clock runs `speed` times as fast as real time. It never
+// goes back, whatever happens to the wall clock. Not to be called when the clock is in use.
+void SetClockSpeed(double speed);
+
+}  // namespace demo
+
+#endif  // KORVAIN_DEMO_SCALED_CLOCK_H_

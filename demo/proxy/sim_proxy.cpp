@@ -1,0 +1,174 @@
+// A simulated proxy: answers requests after a while, and fails on demand.
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <queue>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "demo/common/command_line.h"
+#include "demo/common/console.h"
+#include "demo/common/signal_watch.h"
+#include "demo/common/udp_socket.h"
+#include "demo/common/wire_format.h"
+#include "demo/proxy/proxy_counts.h"
+
+namespace demo {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct ProxyOptions {
+  ConsoleOptions console{"sim-proxy", "", false};
+  ListenOptions listen;
+  double delay_mean_ms = 10;
+  double delay_max_ms = 60;
+  std::string fault = "drop";
+  bool is_faulty_at_start = false;
+  uint64_t seed = 1;
+  std::string summary;
+};
+
+void AddOptions(CLI::App& app, ProxyOptions& options) {
+  app.footer("SIGUSR1 begins the fault, or ends it. SIGINT or SIGTERM ends the program.");
+  AddListenOptions(app, options.listen);
+  app.add_option("--delay-mean", options.delay_mean_ms, "mean delay of an answer, milliseconds")
+      ->check(InRange(0, 60000));
+  app.add_option("--delay-max", options.delay_max_ms, "longest delay, milliseconds")
+      ->check(InRange(0, 60000));
+  app.add_option("--fault", options.fault, "what a fault does: drop requests, or answer errors")
+      ->check(CLI::IsMember({"drop", "errors"}));
+  app.add_flag("--faulty", options.is_faulty_at_start, "begin with the fault");
+  app.add_option("--seed", options.seed, "of the random delays")->check(InRange(0));
+  app.add_option("--summary", options.summary, "file for the final counts, JSON; none by default");
+  AddConsoleOptions(app, options.console);
+}
+
+struct PendingAnswer {
+  Clock::time_point due;
+  Clock::time_point received;
+  sockaddr_in to;
+  ResponseMessage response;
+};
+
+bool IsDueLater(const PendingAnswer& left, const PendingAnswer& right) {
+  return left.due > right.due;
+}
+
+class SimProxy {
+ public:
+  explicit SimProxy(const ProxyOptions& options)
+      : m_options(options),
+        m_console(options.console),
+        m_signals({SIGINT, SIGTERM, SIGUSR1}),
+        m_summary(options.summary, OutputFile::REPLACED,
+                  [this](const std::string& complaint) { m_console.Announce("{}", complaint); }),
+        m_socket(ParseUdpUrl(options.listen.url, PortRule::OR_ZERO)),
+        m_random(options.seed),
+        m_is_faulty(options.is_faulty_at_start) {}
+
+  int Run() {
+    m_console.Note("serving on {}", m_socket.LocalUrl());
+    TellReady(m_options.listen, m_socket, m_console);
+    for (int signal = 0; signal != SIGINT && signal != SIGTERM;) {
+      signal = m_signals.Wait(m_socket.fd(), MillisecondsToWait());
+      if (signal == SIGUSR1) TurnFault();
+      TakeRequests();
+      SendAnswers(Clock::now());
+    }
+    SendAnswers(Clock::time_point::max());
+    const std::string summary = ToSummary(m_counts, m_socket.LocalUrl());
+    m_console.Note("{}", summary);
+    m_summary.Write(summary);
+    return 0;
+  }
+
+ private:
+  int MillisecondsToWait() const {
+    constexpr std::chrono::milliseconds LONGEST(100);
+    if (m_pending.empty()) return static_cast<int>(LONGEST.count());
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(m_pending.top().due - Clock::now());
+    return static_cast<int>(std::clamp(left, std::chrono::milliseconds(0), LONGEST).count());
+  }
+
+  void TurnFault() {
+    m_is_faulty = !m_is_faulty;
+    const char* const fault =
+        m_options.fault == "drop" ? "drops all requests" : "answers with nothing but errors";
+    m_console.Announce("{} {} from now on", m_options.console.name,
+                       m_is_faulty ? fault : "works again");
+  }
+
+  void TakeRequests() {
+    constexpr int MOST_AT_ONCE = 256;  // so that answers do not wait for a flood to end
+    for (int i = 0; i < MOST_AT_ONCE; ++i) {
+      const auto datagram = m_socket.Receive();
+      if (!datagram) return;
+      if (const auto request = DecodeRequest(datagram->bytes)) {
+        Take(*request, datagram->from);
+      } else {
+        ++m_counts.malformed;
+      }
+    }
+  }
+
+  void Take(const RequestMessage& request, const sockaddr_in& from) {
+    ++m_counts.received;
+    if (m_is_faulty && m_options.fault == "drop") {
+      ++m_counts.dropped;
+      return;
+    }
+    const auto now = Clock::now();
+    const auto status = m_is_faulty ? ResponseStatus::SYSTEM_ERROR : ResponseStatus::OK;
+    m_pending.push({now + DrawDelay(), now, from, {request.sequence, status}});
+  }
+
+  std::chrono::microseconds DrawDelay() {
+    const double mean_ms = m_options.delay_mean_ms;
+    const double drawn_ms =
+        mean_ms <= 0 ? 0 : std::exponential_distribution<>(1 / mean_ms)(m_random);
+    const double delay_ms = std::min(drawn_ms, m_options.delay_max_ms);
+    return std::chrono::microseconds(static_cast<int64_t>(delay_ms * 1000));
+  }
+
+  void SendAnswers(Clock::time_point due) {
+    for (; !m_pending.empty() && m_pending.top().due <= due; m_pending.pop()) {
+      const PendingAnswer& answer = m_pending.top();
+      const auto held = Clock::now() - answer.received;
+      if (!m_socket.Send(Encode(answer.response), answer.to)) {
+        ++m_counts.unsent;
+        continue;
+      }
+      ++m_counts.answered;
+      m_counts.errors += answer.response.status == ResponseStatus::SYSTEM_ERROR ? 1 : 0;
+      m_counts.held_us += std::chrono::duration_cast<std::chrono::microseconds>(held).count();
+    }
+  }
+
+  const ProxyOptions m_options;
+  Console m_console;
+  const SignalWatch m_signals;
+  OutputFile m_summary;
+  UdpSocket m_socket;
+  std::mt19937_64 m_random;
+  std::priority_queue<PendingAnswer, std::vector<PendingAnswer>, decltype(&IsDueLater)> m_pending{
+      IsDueLater};
+  bool m_is_faulty;
+  ProxyCounts m_counts;
+};
+
+}  // namespace
+
+}  // namespace demo
+
+int main(int argc, char** argv) {
+  demo::ProxyOptions options;
+  return demo::RunProgram(
+      argc, argv, "sim_proxy", "A simulated proxy behind a UDP port that fails on demand.",
+      [&](CLI::App& app) { AddOptions(app, options); },
+      [&] { return demo::SimProxy(options).Run(); });
+}

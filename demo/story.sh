@@ -1,0 +1,166 @@
+# The story that the demo plays and the tests check, as functions to be sourced: two collect
+# servers, four proxies and a host that reports. One proxy drops its requests for a while, another
+# answers with errors, and then the collect server in use is killed.
+#
+# Expects in $programs the directory of the programs, in $work one for the files of the run, in $log
+# a file, and in $verbose "--verbose" or nothing.
+
+# For the person who watches, and the log. One write a line.
+say() {
+  local line=$*
+  printf '[story] %s\n' "$line" >>"$log"
+  if [ -t 1 ]; then line=$'\033[1m'$line$'\033[0m'; fi
+  printf '%s\n' "$line"
+}
+
+fail() {
+  printf 'demo: %s\n' "$*" >&2
+  exit 1
+}
+
+# set_pace full|short: how fast the story goes. The host's clock runs clock_speed times as fast as
+# real time; it reports every 60 s of it, and judges every second real second.
+set_pace() {
+  case $1 in
+    full) clock_speed=20 judge_times=3 recheck=4 calm=3 delay_tolerance=15 ;;
+    short) clock_speed=40 judge_times=1 recheck=1 calm=1 delay_tolerance=50 ;;
+  esac
+  readonly clock_speed judge_times recheck calm delay_tolerance
+}
+
+# start NAME PROGRAM ARGUMENTS...: leaves the process id in $started.
+start() {
+  local name=$1 program=$2
+  shift 2
+  # The word is left out when there is none.
+  # shellcheck disable=SC2086
+  "$programs/$program" --name "$name" --log "$log" $verbose "$@" &
+  started=$!
+}
+
+# Ends the processes in the order given and waits for them.
+stop() {
+  local pid
+  for pid in "$@"; do kill -TERM "$pid" 2>/dev/null || true; done
+  for pid in "$@"; do wait "$pid" || true; done
+}
+
+# Ends at once what still runs; for a trap.
+kill_everything() {
+  local pid
+  for pid in $(jobs -pr); do
+    kill -KILL "$pid" 2>/dev/null || true
+    wait "$pid" 2>/dev/null || true
+  done
+}
+
+# wait_until WHAT SECONDS COMMAND...: asks again and again. Sleeps are short, since a trap has to wait
+# for the end of a sleep.
+wait_until() {
+  local what=$1 tries=$(($2 * 10))
+  shift 2
+  while ! "$@"; do
+    ((tries-- > 0)) || fail "waited in vain: $what"
+    sleep 0.1
+  done
+}
+
+pause() {
+  local i
+  for ((i = 0; i < $1 * 10; ++i)); do sleep 0.1; done
+}
+
+has_logged() { grep -qF "$1" "$log"; }
+
+# start_server NAME PROGRAM ARGUMENTS...: leaves the process id in $started and the URL in $url. The
+# server finds a free port by itself.
+start_server() {
+  start "$@" --ready-file "$work/$1.ready"
+  wait_until "$1 is ready" 10 test -s "$work/$1.ready"
+  url=$(<"$work/$1.ready")
+}
+
+start_servers() {
+  local i faults=(drop errors drop drop) delays=(15 10 20 8)
+  collect_urls=() collect_pids=() proxy_urls=() proxy_pids=()
+  for i in 1 2; do
+    start_server "collect-$i" collect_server --file "$work/collect-$i"
+    collect_urls+=("$url") collect_pids+=("$started")
+  done
+  for i in 0 1 2 3; do
+    start_server "proxy-$((i + 1))" sim_proxy --summary "$work/proxy-$((i + 1))" --seed "$i" \
+      --delay-mean "${delays[i]}" --fault "${faults[i]}"
+    proxy_urls+=("$url") proxy_pids+=("$started")
+  done
+}
+
+# Reports come at fixed times from the start on, and checks of the proxies at every second full
+# second of the wall clock. Started a quarter past a full second, they do not meet: a check right
+# after a report, which empties the counters, would find next to nothing to judge.
+wait_for_quarter_past() {
+  local nanoseconds
+  nanoseconds=$((10#$(date +%N)))
+  sleep "$(printf '0.%09d' $(((1230000000 - nanoseconds) % 1000000000)))"
+}
+
+start_host() {
+  local arguments=() each
+  for each in "${proxy_urls[@]}"; do arguments+=(--proxy "$each"); done
+  for each in "${collect_urls[@]}"; do arguments+=(--collect "$each"); done
+  start host demo_host "${arguments[@]}" --zones 2 --tables 2 --rate 320 \
+    --clock-speed "$clock_speed" --timeout $((150 * clock_speed)) --judge-period 1 \
+    --judge-times "$judge_times" --judge-threshold 70 --recheck "$recheck" \
+    --journal "$work/journal" --summary "$work/host"
+  host_pid=$started
+}
+
+reports_made() { grep -c . "$work/journal" || true; }
+have_reports() { (($(reports_made) >= $1)); }
+
+# Waits until each of the two zones has made that many more reports.
+wait_for_reports() { wait_until "reports" 30 have_reports $(($(reports_made) + 2 * $1)); }
+
+# Both faults last until the host has noticed, and the host has to notice their end as well.
+fail_two_proxies() {
+  kill -USR1 "${proxy_pids[0]}"
+  pause "$calm"
+  kill -USR1 "${proxy_pids[1]}"
+  wait_until "proxy-1 judged" 30 has_logged "proxy-1 is judged unavailable"
+  wait_until "proxy-2 judged" 30 has_logged "proxy-2 is judged unavailable"
+  kill -USR1 "${proxy_pids[0]}" "${proxy_pids[1]}"
+  wait_until "proxy-1 back" 30 has_logged "proxy-1 is back"
+  wait_until "proxy-2 back" 30 has_logged "proxy-2 is back"
+}
+
+# Nothing but the kill is done: the module has to notice.
+kill_server_in_use() {
+  local in_use=0
+  wait_for_reports 1
+  [[ $(tail -n 1 "$work/journal") == *"\"server\":\"${collect_urls[0]}\""* ]] || in_use=1
+  say "collect-$((in_use + 1)), which receives the reports, is killed"
+  kill -KILL "${collect_pids[in_use]}"
+  wait "${collect_pids[in_use]}" 2>/dev/null || true
+  wait_until "reports move on" 30 has_logged "does not answer: reports go to"
+  kill -USR1 "${collect_pids[1 - in_use]}" # shows the next report
+  wait_for_reports 1
+}
+
+play_story() {
+  start_servers
+  wait_for_quarter_past
+  start_host
+  pause "$calm"
+  fail_two_proxies
+  kill_server_in_use
+  stop "$host_pid"
+  stop "${collect_pids[@]}" "${proxy_pids[@]}"
+}
+
+check_story() {
+  local arguments=() i
+  for i in 1 2; do arguments+=(--collected "$work/collect-$i"); done
+  for i in 1 2 3 4; do arguments+=(--proxy-summary "$work/proxy-$i"); done
+  "$programs/report_check" --journal "$work/journal" --host-summary "$work/host" \
+    "${arguments[@]}" --clock-speed "$clock_speed" --delay-tolerance "$delay_tolerance" \
+    --expect-unavailable "${proxy_urls[0]}" --expect-unavailable "${proxy_urls[1]}"
+}

@@ -1,0 +1,92 @@
+#!/usr/bin/env bash
+# Plays the story at its short pace and has it checked. Then falsifies what the programs have
+# written, in one place at a time: each time the checker must find just that.
+# Usage: story_test.sh DIRECTORY-OF-THE-PROGRAMS
+set -euo pipefail
+programs=$1
+verbose=""
+work=$(mktemp -d)
+log=$work/log
+failures=0
+
+# shellcheck source=../../demo/story.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../../demo/story.sh"
+
+finish() {
+  local status=$?
+  trap - EXIT INT TERM
+  kill_everything
+  if ((status != 0)); then tail -n 60 "$log"; fi
+  rm -rf "$work"
+  exit "$status"
+}
+trap finish EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+# expect STATUS TEXT WHAT FILE SED-PROGRAM: checks the run with the file so changed.
+expect() {
+  local expected=$1 text=$2 what=$3 file=$4 program=$5 output status=0
+  cp "$work/$file" "$work/kept"
+  sed -i -E "$program" "$work/$file"
+  if cmp -s "$work/kept" "$work/$file"; then
+    echo "$what: nothing was falsified"
+    failures=$((failures + 1))
+  fi
+  output=$(check_story 2>&1) || status=$?
+  mv "$work/kept" "$work/$file"
+  if ((status != expected)) || ! grep -qF -- "$text" <<<"$output"; then
+    printf '%s: status %d, said: %s\n' "$what" "$status" "$output"
+    failures=$((failures + 1))
+  fi
+}
+
+: >"$log"
+set_pace short
+play_story
+check_story
+
+first=collect-1
+grep -q '^{.*"server":"'"${collect_urls[0]}" <(head -n 1 "$work/journal") || first=collect-2
+overall='^korvain_overall'
+
+expect 1 "requests_per_min is" "a number changed on the way" $first \
+  "0,/$overall/s/requests_per_min=[0-9]+i/requests_per_min=1i/"
+expect 1 "counts: all: requests: " "a request counted twice in the record" journal \
+  '2s/("korvain_overall":\{[^}]*"requests_per_min":)/\11/'
+expect 1 "delay_ms is" "a delay sum falsified" journal '2s/"delay_ms":([0-9])/"delay_ms":9\1/'
+expect 1 "nobody sent this line" "a report at another time" $first "1s/[0-9]+$/12345/"
+expect 1 "dynamic_errors_per_min is 3, not 0" "a count from nowhere" $first \
+  "1s/dynamic_errors_per_min=0i/dynamic_errors_per_min=3i/"
+expect 1 "1 lines unusable" "a stranger's line" $first '$s/$/\nhello/'
+expect 1 "1 repeated" "a line that came twice" $first '1s/(.*)/\1\n\1/'
+expect 1 "not one server, at most one report lost" "a line lost in the middle" $first '10d'
+expect 1 "has arrived that the kernel did not take" "a report refused and there" journal \
+  '1s/"handed_over":true/"handed_over":false/'
+expect 1 "two reports of the same time" "an entry twice" journal '1s/(.*)/\1\n\1/'
+expect 1 "dropped + 0 answered late" "a proxy that hides a drop" proxy-1 \
+  's/"dropped":([0-9]+)/"dropped":1\1/'
+expect 1 "received by the proxy side" "a request on a wrong way" proxy-3 \
+  's/"received":([0-9]+)/"received":1\1/'
+expect 1 "system errors: " "an error that was not returned" proxy-2 's/"errors":[0-9]+/"errors":0/'
+expect 1 "the proxy held requests" "delays that nobody waited for" proxy-4 \
+  's/"held_us":([0-9]+)/"held_us":9\1/'
+expect 1 "meant to fail for a while" "a judgement that was not made" host \
+  '1s/"judged_unavailable":[0-9]+/"judged_unavailable":0/'
+expect 1 "meant to be fine" "a judgement too many" host \
+  '3s/"judged_unavailable":0/"judged_unavailable":1/'
+expect 1 "not in service in 1 zones" "a proxy left out" host \
+  '2s/"zones_out_at_end":0/"zones_out_at_end":1/'
+
+expect 2 "$work/journal, line 2" "a torn entry" journal '2s/.{20}$//'
+expect 2 "period_s is 4294967296" "a period beyond 32 bits" journal \
+  '1s/"period_s":[0-9]+/"period_s":4294967296/'
+expect 2 "period_s is 0" "no period" journal '1s/"period_s":[0-9]+/"period_s":0/'
+expect 2 "delay_samples is -1" "less than nothing" journal '1s/"delay_samples":[0-9]+/"delay_samples":-1/'
+expect 2 "delay_samples is 18446744073709551615" "beyond 64 bits" journal \
+  '1s/"delay_samples":[0-9]+/"delay_samples":18446744073709551615/'
+expect 2 "$work/journal is empty" "no journal" journal 'd'
+expect 2 "comes twice" "two summaries of a proxy" host '1s/(.*)/\1\n\1/'
+expect 2 "$work/proxy-1, line 1" "no JSON" proxy-1 's/^\{//'
+
+((failures == 0))
