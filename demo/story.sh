@@ -81,14 +81,14 @@ start_server() {
 }
 
 start_servers() {
-  local i faults=(drop errors drop drop) delays=(15 10 20 8)
+  local i faults=(drop errors drop drop) delays=(15 9 18 7)
   collect_urls=() collect_pids=() proxy_urls=() proxy_pids=()
   for i in 1 2; do
     start_server "collect-$i" collect_server --file "$work/collect-$i"
     collect_urls+=("$url") collect_pids+=("$started")
   done
   for i in 0 1 2 3; do
-    start_server "proxy-$((i + 1))" sim_proxy --summary "$work/proxy-$((i + 1))" --seed "$i" \
+    start_server "proxy-$((i + 1))" sim_proxy --summary "$work/proxy-$((i + 1))" \
       --delay-mean "${delays[i]}" --fault "${faults[i]}"
     proxy_urls+=("$url") proxy_pids+=("$started")
   done

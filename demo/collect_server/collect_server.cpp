@@ -39,11 +39,9 @@ class CollectServer {
   explicit CollectServer(const CollectOptions& options)
       : m_console(options.console),
         m_signals({SIGINT, SIGTERM, SIGUSR1}),
-        m_file(options.file, OutputFile::APPENDED,
-               [this](const std::string& complaint) { m_console.Announce("{}", complaint); }),
+        m_file(options.file, OutputFile::APPENDED, m_console.Complainer()),
         m_socket(ParseUdpUrl(options.listen.url, PortRule::OR_ZERO)),
         m_assembler([this](const AssembledReport& report) { Show(report); }) {
-    m_console.Note("receiving on {}", m_socket.LocalUrl());
     TellReady(options.listen, m_socket, m_console);
   }
 

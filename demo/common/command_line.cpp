@@ -27,15 +27,6 @@ std::string Describe(const CLI::App& app, const CLI::ParseError& error) {
   return fmt::format("unknown argument {} (see --help)", unknown.front());
 }
 
-CLI::Validator Url(bool is_any_port_fine, const char* form) {
-  const auto check = [is_any_port_fine](const std::string& text) {
-    if (ParseUdpUrl(text, is_any_port_fine ? PortRule::OR_ZERO : PortRule::GIVEN))
-      return std::string();
-    return fmt::format("'{}' is not of the form udp://a.b.c.d:port", text);
-  };
-  return CLI::Validator(check, form);
-}
-
 }  // namespace
 
 int RunProgram(int argc, char** argv, const std::string& name, const std::string& description,
@@ -70,12 +61,12 @@ CLI::Validator InRange(double min, double max) {
   return CLI::Validator(check, fmt::format("{}..{}", min, max));
 }
 
-CLI::Validator UdpUrl() {
-  return Url(false, "udp://a.b.c.d:port");
-}
-
-CLI::Validator UdpUrlOrAnyPort() {
-  return Url(true, "udp://a.b.c.d:port");
+CLI::Validator UdpUrl(PortRule rule) {
+  const auto check = [rule](const std::string& text) {
+    if (ParseUdpUrl(text, rule)) return std::string();
+    return fmt::format("'{}' is not of the form udp://a.b.c.d:port", text);
+  };
+  return CLI::Validator(check, "udp://a.b.c.d:port");
 }
 
 CLI::Option* AddRepeatedOption(CLI::App& app, const std::string& name,
@@ -92,14 +83,14 @@ void AddConsoleOptions(CLI::App& app, ConsoleOptions& options) {
 
 void AddListenOptions(CLI::App& app, ListenOptions& options) {
   app.add_option("--listen", options.url, "where to receive; port 0: a free one")
-      ->check(UdpUrlOrAnyPort());
+      ->check(UdpUrl(PortRule::OR_ZERO));
   app.add_option("--ready-file", options.ready_file,
                  "file that gets the URL once the program receives there; none by default");
 }
 
 void TellReady(const ListenOptions& options, const UdpSocket& socket, Console& console) {
-  OutputFile file(options.ready_file, OutputFile::REPLACED,
-                  [&](const std::string& complaint) { console.Announce("{}", complaint); });
+  console.Note("receiving on {}", socket.LocalUrl());
+  OutputFile file(options.ready_file, OutputFile::REPLACED, console.Complainer());
   file.Write(socket.LocalUrl() + '\n');
 }
 

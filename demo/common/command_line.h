@@ -29,8 +29,7 @@ int RunProgram(int argc, char** argv, const std::string& name, const std::string
 // Accepts plain decimal numbers within the limits.
 CLI::Validator InRange(double min, double max = std::numeric_limits<int32_t>::max());
 
-CLI::Validator UdpUrl();
-CLI::Validator UdpUrlOrAnyPort();  // port 0: a free one
+CLI::Validator UdpUrl(PortRule rule = PortRule::GIVEN);
 
 // Adds an option that is given once for each of its values.
 CLI::Option* AddRepeatedOption(CLI::App& app, const std::string& name,

@@ -45,6 +45,11 @@ class Console {
     Print(fmt::format(format, std::forward<Args>(args)...), Audience::LOG);
   }
 
+  // For files that cannot be written.
+  OutputFile::Complaint Complainer() {
+    return [this](const std::string& complaint) { Announce("{}", complaint); };
+  }
+
   // Messages that standard output did not take.
   int64_t Dropped() const { return m_dropped; }
 

@@ -20,10 +20,6 @@ std::optional<sockaddr_in> ParseUdpUrl(std::string_view url, PortRule rule = Por
 
 std::string ToUrl(const sockaddr_in& endpoint);
 
-inline bool IsSameEndpoint(const sockaddr_in& left, const sockaddr_in& right) {
-  return left.sin_addr.s_addr == right.sin_addr.s_addr && left.sin_port == right.sin_port;
-}
-
 struct Datagram {
   sockaddr_in from;
   std::string_view bytes;  // valid until the next Receive

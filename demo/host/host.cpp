@@ -14,11 +14,10 @@
 #include "demo/common/signal_watch.h"
 #include "demo/host/collect_channel.h"
 #include "demo/host/host_options.h"
-#include "demo/host/journal.h"
 #include "demo/host/module_logger.h"
-#include "demo/host/own_counts.h"
 #include "demo/host/proxy_set.h"
 #include "demo/host/report_cycle.h"
+#include "demo/host/run_record.h"
 #include "demo/host/scaled_clock.h"
 #include "demo/host/traffic.h"
 #include "service_api/korvain_service_statistic.h"
@@ -38,16 +37,14 @@ class Host {
         m_console(options.console),
         m_signals({SIGINT, SIGTERM}),
         m_logger(m_console),
-        m_journal(options.journal, [this](const std::string& text) { Complain(text); }),
-        m_summary(options.summary, OutputFile::REPLACED,
-                  [this](const std::string& text) { Complain(text); }),
+        m_journal(options.journal, OutputFile::REPLACED, m_console.Complainer()),
+        m_summary(options.summary, OutputFile::REPLACED, m_console.Complainer()),
         m_proxies(MakeProxies(options.proxy_urls)),
-        m_own_counts(m_proxies),
         m_judge(&m_logger),
         m_channel(options.collect_urls, m_logger, m_console),
         m_reports(options, m_proxies, m_statistic_mgr, m_channel, m_journal, m_logger),
         m_zones(MakeZones()),
-        m_traffic(options, m_proxies, m_zones, m_statistic_mgr, m_own_counts, m_logger) {}
+        m_traffic(options, m_proxies, m_zones, m_statistic_mgr, m_logger) {}
 
   int Run() {
     while (!m_is_stopped && !IsDurationOver()) RunOnce(true);
@@ -60,8 +57,6 @@ class Host {
   }
 
  private:
-  void Complain(const std::string& text) { m_console.Announce("{}", text); }
-
   std::vector<ProxySet> MakeZones() {
     std::vector<ProxySet> zones;
     for (int32_t id = 1; id <= m_options.zones; ++id) {
@@ -127,21 +122,21 @@ class Host {
   }
 
   void Conclude() {
-    const std::string summary = m_own_counts.ToSummary();
+    const std::string summary = SummaryLines(m_proxies);
     m_summary.Write(summary);
-    m_console.Note("{}", summary);
-    m_console.Note("stray datagrams: {}, lines that nobody read: {}, journal entries lost: {}",
-                   m_own_counts.Strays(), m_console.Dropped(), m_journal.Lost());
+    m_console.Note(
+        "{}datagrams of strangers: {}, messages that nobody read: {}, journal entries "
+        "lost: {}",
+        summary, m_traffic.Strays(), m_console.Dropped(), m_journal.Lost());
   }
 
   const HostOptions m_options;
   Console m_console;
   const SignalWatch m_signals;
   ModuleLogger m_logger;
-  Journal m_journal;
+  OutputFile m_journal;
   OutputFile m_summary;
   std::vector<Proxy> m_proxies;
-  OwnCounts m_own_counts;
   KorvainServiceStatisticMgr m_statistic_mgr;
   JudgeProxy m_judge;
   CollectChannel m_channel;

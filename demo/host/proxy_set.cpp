@@ -43,17 +43,17 @@ ProxySet::ProxySet(const HostOptions& options, int32_t zone_id, std::vector<Prox
   m_judge.SetRecheckAvailableInterval(APP_ID, zone_id, options.recheck_s);
 }
 
-std::optional<size_t> ProxySet::Next() {
+Proxy* ProxySet::Next() {
   for (size_t tried = 0; tried < m_members.size(); ++tried) {
     m_turn = (m_turn + 1) % m_members.size();
-    if (m_members[m_turn].state != State::OUT_OF_SERVICE) return m_turn;
+    if (m_members[m_turn].state != State::OUT_OF_SERVICE) return &m_proxies[m_turn];
   }
-  return std::nullopt;
+  return nullptr;
 }
 
-void ProxySet::CountGoodAnswer(size_t proxy, TimePoint now) {
-  ++m_members[proxy].good_answers;
-  m_proxies[proxy].last_good_answer = now;
+void ProxySet::CountGoodAnswer(Proxy& proxy) {
+  ++m_members[static_cast<size_t>(&proxy - m_proxies.data())].good_answers;
+  proxy.last_good_answer = std::chrono::steady_clock::now();
 }
 
 void ProxySet::Update(KorvainServiceStatisticMgr& statistic_mgr, TimePoint now) {
@@ -91,7 +91,7 @@ void ProxySet::TakeOut(size_t proxy, TimePoint now) {
   Member& member = m_members[proxy];
   Proxy& shared = m_proxies[proxy];
   const int recheck_s = m_judge.GetRecheckAvailableInterval(APP_ID, m_zone_id);
-  ++shared.times_judged;
+  ++shared.counts.times_judged;
   m_console.Note("zone {}: {} is judged unavailable", m_zone_id, shared.name);
   if (member.state == State::IN_SERVICE && shared.zones_out++ == 0) {
     m_console.Announce(
@@ -105,7 +105,7 @@ void ProxySet::TakeOut(size_t proxy, TimePoint now) {
 void ProxySet::TakeBack(size_t proxy) {
   Proxy& shared = m_proxies[proxy];
   m_members[proxy].state = State::IN_SERVICE;
-  ++shared.times_back;
+  ++shared.counts.times_back;
   m_console.Note("zone {}: {} is fine", m_zone_id, shared.name);
   if (--shared.zones_out == 0) m_console.Announce("{} is back in service", shared.name);
 }

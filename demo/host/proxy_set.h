@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,6 +18,18 @@ namespace demo {
 
 using TimePoint = std::chrono::steady_clock::time_point;
 
+// Counted by the host itself, for the check at the end of a run alone.
+struct OwnCounts {
+  int64_t sent = 0;
+  int64_t answered = 0;       // in time, errors included
+  int64_t errors = 0;         // in time
+  int64_t delay_samples = 0;  // in time, after more than 0 ms
+  int64_t timed_out = 0;
+  int64_t unexpected = 0;  // answers to no request in flight: late, or strays
+  int64_t times_judged = 0;
+  int64_t times_back = 0;
+};
+
 struct Proxy {
   std::string url;
   std::string name;
@@ -27,16 +38,11 @@ struct Proxy {
   // Over all zones.
   int32_t zones_out = 0;  // in which it is not in service
   TimePoint last_good_answer{};
-  int64_t times_judged = 0;
-  int64_t times_back = 0;
+  OwnCounts counts;
 
   // The forms in which the module is told of the proxy.
   int32_t ip() const { return static_cast<int32_t>(address.sin_addr.s_addr); }
   int32_t port() const { return ntohs(address.sin_port); }
-
-  bool Serves(const KorvainService::LatencyData& request) const {
-    return request.ip == ip() && request.port == port();
-  }
 };
 
 std::vector<Proxy> MakeProxies(const std::vector<std::string>& urls);
@@ -48,10 +54,10 @@ class ProxySet {
   ProxySet(const HostOptions& options, int32_t zone_id, std::vector<Proxy>& proxies,
            KorvainService::JudgeProxy& judge, Console& console);
 
-  // The index of the proxy for the next request: each that gets requests in turn.
-  std::optional<size_t> Next();
+  // The proxy for the next request, each that gets requests in turn; null when none does.
+  Proxy* Next();
 
-  void CountGoodAnswer(size_t proxy, TimePoint now);
+  void CountGoodAnswer(Proxy& proxy);
 
   void Update(KorvainService::KorvainServiceStatisticMgr& statistic_mgr, TimePoint now);
 

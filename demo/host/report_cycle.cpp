@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "demo/host/run_record.h"
 #include "line_protocol/report_packer.h"
 
 namespace demo {
@@ -28,7 +29,7 @@ std::string TableName(int32_t index) {
 
 ReportCycle::ReportCycle(const HostOptions& options, const std::vector<Proxy>& proxies,
                          KorvainServiceStatisticMgr& statistic_mgr, CollectChannel& channel,
-                         Journal& journal, Logger& logger)
+                         OutputFile& journal, Logger& logger)
     : m_options(options),
       m_proxies(proxies),
       m_statistic_mgr(statistic_mgr),
@@ -94,7 +95,7 @@ void ReportCycle::ReportAll() {
 
 void ReportCycle::Report(const Zone& zone, int64_t now_ms) {
   const SERVICEAPISTATISTIC& record = *m_statistic_mgr.GetServiceApiStatistic(APP_ID, zone.id);
-  const std::string counts = Journal::CountsOf(record);
+  const std::string counts = CountsOf(record);
   m_statistic_mgr.CalculateAverage(APP_ID, zone.id, now_ms / 1000);
 
   ReportSettings settings;
@@ -106,8 +107,9 @@ void ReportCycle::Report(const Zone& zone, int64_t now_ms) {
   m_channel.Update();
   const std::string server = m_channel.CurrentUrl();
   const bool is_handed_over = m_channel.Send(PackReport(record, settings), m_options.datagram_size);
-  m_journal.Write(
-      {zone.name, settings.timestamp_ns, settings.period_seconds, server, is_handed_over}, counts);
+  const ReportEntry entry{zone.name, settings.timestamp_ns, settings.period_seconds, server,
+                          is_handed_over};
+  m_journal.Write(JournalLine(entry, counts));
 
   m_statistic_mgr.SetLastReportTime(APP_ID, zone.id, now_ms / 1000);
   m_statistic_mgr.Reset(APP_ID, zone.id);

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "demo/common/output_file.h"
 #include "demo/host/collect_channel.h"
 #include "demo/host/host_options.h"
-#include "demo/host/journal.h"
 #include "demo/host/proxy_set.h"
 #include "service_api/korvain_service_statistic.h"
 
@@ -19,7 +19,7 @@ class ReportCycle {
   // Prepares the manager and its records and starts their first period. Throws std::runtime_error.
   ReportCycle(const HostOptions& options, const std::vector<Proxy>& proxies,
               KorvainService::KorvainServiceStatisticMgr& statistic_mgr, CollectChannel& channel,
-              Journal& journal, KorvainService::Logger& logger);
+              OutputFile& journal, KorvainService::Logger& logger);
 
   void ReportDueZones();
 
@@ -43,7 +43,7 @@ class ReportCycle {
   const std::vector<Proxy>& m_proxies;
   KorvainService::KorvainServiceStatisticMgr& m_statistic_mgr;
   CollectChannel& m_channel;
-  Journal& m_journal;
+  OutputFile& m_journal;
   std::vector<Zone> m_zones;
 };
 

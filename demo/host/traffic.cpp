@@ -12,64 +12,71 @@ namespace {
 
 constexpr int SWEEP_LIMIT = 1000;  // requests that one sweep may expire
 
+// Where each kind of counters has a proxy's own error.
+void CountError(OVERALLRUNSTATUS& overall) {
+  ++overall.dwAccessErrCountPerMin;
+}
+void CountError(TABLERUNSTATUS& table) {
+  ++table.dwOtherErrCountPerMin;
+}
+void CountError(ACCESSRUNSTATUS& access) {
+  ++access.dwProxyReturnSystemErrCountPerMin;
+}
+
+// Calls `count` with all the counters that a request has its part in. The proxy has none while a
+// record that was emptied is not filled in again, nor has the table.
+template <class Count>
+void CountIn(KorvainServiceStatisticMgr& statistic_mgr, const LatencyData& request, int32_t table,
+             const Count& count) {
+  SERVICEAPISTATISTIC* const record = statistic_mgr.GetServiceApiStatistic(APP_ID, request.zone_id);
+  if (record == nullptr) return;
+  count(record->stOverallRunStatus);
+  if (table < record->nTableCount) count(record->astTableStatistic[table].stTableRunStatus);
+  ACCESSRUNSTATUS* const access =
+      statistic_mgr.GetAccessRunStatus(*record, request.ip, request.port);
+  if (access != nullptr) count(*access);
+}
+
 }  // namespace
 
-Traffic::Traffic(const HostOptions& options, const std::vector<Proxy>& proxies,
+Traffic::Traffic(const HostOptions& options, std::vector<Proxy>& proxies,
                  std::vector<ProxySet>& zones, KorvainServiceStatisticMgr& statistic_mgr,
-                 OwnCounts& own_counts, Logger& logger)
+                 Logger& logger)
     : m_options(options),
       m_proxies(proxies),
       m_zones(zones),
       m_statistic_mgr(statistic_mgr),
-      m_own_counts(own_counts),
       m_socket(std::nullopt) {
   const int result = m_latency.Init(APP_ID, options.timeout_ms, SWEEP_LIMIT, &logger);
   if (result != 0) throw std::runtime_error(fmt::format("LatencyDataMgr::Init gave {}", result));
 }
 
-Traffic::Counters Traffic::CountersOf(int32_t zone_id, int32_t table, int32_t ip, int32_t port) {
-  SERVICEAPISTATISTIC* const record = m_statistic_mgr.GetServiceApiStatistic(APP_ID, zone_id);
-  if (record == nullptr) return {};
-  const bool is_table_there = table < record->nTableCount;
-  return {record, is_table_there ? &record->astTableStatistic[table].stTableRunStatus : nullptr,
-          m_statistic_mgr.GetAccessRunStatus(*record, ip, port)};
-}
-
 void Traffic::SendRequest() {
   ProxySet& zone = m_zones[m_next_zone];
   m_next_zone = (m_next_zone + 1) % m_zones.size();
-  SERVICEAPISTATISTIC& record = *m_statistic_mgr.GetServiceApiStatistic(APP_ID, zone.zone_id());
-  const std::optional<size_t> proxy = zone.Next();
-  if (!proxy) {
-    ++record.stOverallRunStatus.dwRouteErrCountPerMin;
+  OVERALLRUNSTATUS& overall =
+      m_statistic_mgr.GetServiceApiStatistic(APP_ID, zone.zone_id())->stOverallRunStatus;
+  Proxy* const proxy = zone.Next();
+  if (proxy == nullptr) {
+    ++overall.dwRouteErrCountPerMin;
     return;
   }
   const auto table = static_cast<int32_t>(m_random() % static_cast<uint32_t>(m_options.tables));
   m_last_sent_ms = GetCurrentMilliseconds();
-  const int32_t id = m_latency.PushBack(zone.zone_id(), m_last_sent_ms, m_proxies[*proxy].ip(),
-                                        m_proxies[*proxy].port());
-  if (id < 0 || !Transmit(id, *proxy, zone.zone_id(), table)) {
-    if (id >= 0) m_latency.Withdraw(id);
-    ++record.stOverallRunStatus.dwSendErrCountPerMin;
+  const int32_t id = m_latency.PushBack(zone.zone_id(), m_last_sent_ms, proxy->ip(), proxy->port());
+  const LatencyData* const request = m_latency.Find(id);
+  const RequestMessage message{static_cast<uint64_t>(id), zone.zone_id(),
+                               static_cast<uint32_t>(table)};
+  if (request == nullptr || !m_socket.Send(Encode(message), proxy->address)) {
+    if (request != nullptr) m_latency.Withdraw(id);
+    ++overall.dwSendErrCountPerMin;
     return;
   }
   m_requests[id] = {table};
-  CountSent(*proxy, zone.zone_id(), table);
-}
-
-bool Traffic::Transmit(int32_t id, size_t proxy, int32_t zone_id, int32_t table) {
-  const RequestMessage message{static_cast<uint64_t>(id), zone_id, static_cast<uint32_t>(table)};
-  return m_socket.Send(Encode(message), m_proxies[proxy].address);
-}
-
-void Traffic::CountSent(size_t proxy, int32_t zone_id, int32_t table) {
   ++m_progress.requests;
-  m_own_counts.CountSent(proxy);
-  const Counters counters =
-      CountersOf(zone_id, table, m_proxies[proxy].ip(), m_proxies[proxy].port());
-  if (counters.record != nullptr) ++counters.record->stOverallRunStatus.dwRequestCountPerMin;
-  if (counters.table != nullptr) ++counters.table->dwRequestCountPerMin;
-  if (counters.access != nullptr) ++counters.access->dwRequestCountPerMin;
+  ++proxy->counts.sent;
+  CountIn(m_statistic_mgr, *request, table,
+          [](auto& counters) { ++counters.dwRequestCountPerMin; });
 }
 
 void Traffic::TakeResponses() {
@@ -81,63 +88,53 @@ void Traffic::TakeResponses() {
   }
 }
 
-std::optional<size_t> Traffic::FindProxy(int32_t ip, int32_t port) const {
-  for (size_t i = 0; i < m_proxies.size(); ++i) {
-    if (m_proxies[i].ip() == ip && m_proxies[i].port() == port) return i;
+Proxy* Traffic::FindProxy(int32_t ip, int32_t port) {
+  for (Proxy& proxy : m_proxies) {
+    if (proxy.ip() == ip && proxy.port() == port) return &proxy;
   }
-  return std::nullopt;
+  return nullptr;
 }
 
 void Traffic::TakeResponse(const Datagram& datagram) {
-  const std::optional<size_t> proxy =
-      FindProxy(static_cast<int32_t>(datagram.from.sin_addr.s_addr), ntohs(datagram.from.sin_port));
+  const auto ip = static_cast<int32_t>(datagram.from.sin_addr.s_addr);
+  const int32_t port = ntohs(datagram.from.sin_port);
+  Proxy* const proxy = FindProxy(ip, port);
   const std::optional<ResponseMessage> response = DecodeResponse(datagram.bytes);
-  constexpr uint64_t GREATEST_ID = INT32_MAX;
-  if (!proxy || !response || response->sequence > GREATEST_ID) {
-    m_own_counts.CountStray();
+  if (proxy == nullptr || !response) {
+    ++m_strays;
     return;
   }
-  const int64_t now_ms = GetCurrentMilliseconds();
-  const LatencyData* const request = m_latency.Find(static_cast<int32_t>(response->sequence));
-  if (request != nullptr && m_proxies[*proxy].Serves(*request)) {
-    Complete(*proxy, *request, response->status, now_ms);
+  const bool is_id = response->sequence <= INT32_MAX;
+  const LatencyData* const request =
+      is_id ? m_latency.Find(static_cast<int32_t>(response->sequence)) : nullptr;
+  if (request != nullptr && request->ip == ip && request->port == port) {
+    Complete(*proxy, *request, response->status);
   } else {
-    m_own_counts.CountUnexpected(*proxy, *response, now_ms);
+    ++proxy->counts.unexpected;
   }
 }
 
-void Traffic::Complete(size_t proxy, const LatencyData& in_flight, ResponseStatus status,
-                       int64_t now_ms) {
+void Traffic::Complete(Proxy& proxy, const LatencyData& in_flight, ResponseStatus status) {
   const LatencyData request = in_flight;  // which is gone once its delay is taken
+  const int64_t now_ms = GetCurrentMilliseconds();
   if (m_latency.CalculateDelay(request.id_for_latency_data, now_ms, &m_statistic_mgr) != 0) return;
   const bool is_ok = status == ResponseStatus::OK;
+  const int64_t delay_ms = now_ms - request.time_ms;
   ++m_progress.answers;
-  m_progress.delay_ms += now_ms - request.time_ms;
-  m_own_counts.CountAnswer(proxy, status, now_ms - request.time_ms);
-  if (is_ok) ZoneOf(request).CountGoodAnswer(proxy, std::chrono::steady_clock::now());
-  const auto user_request = m_requests.find(request.id_for_latency_data);
-  CountAnswer(request, user_request->second.table, is_ok);
-  m_requests.erase(user_request);
-}
+  m_progress.delay_ms += delay_ms;
+  ++proxy.counts.answered;
+  proxy.counts.errors += is_ok ? 0 : 1;
+  proxy.counts.delay_samples += delay_ms > 0 ? 1 : 0;
+  // Zones have the ids 1, 2, ...
+  if (is_ok) m_zones[static_cast<size_t>(request.zone_id - 1)].CountGoodAnswer(proxy);
 
-void Traffic::CountAnswer(const LatencyData& request, int32_t table, bool is_ok) {
-  const Counters counters = CountersOf(request.zone_id, table, request.ip, request.port);
-  if (counters.record != nullptr) {
-    OVERALLRUNSTATUS& overall = counters.record->stOverallRunStatus;
-    ++overall.dwResponseCountPerMin;
-    if (is_ok) ++overall.dwSuccessResponseCountPerMin;
-    if (!is_ok) ++overall.dwAccessErrCountPerMin;
-  }
-  if (counters.table != nullptr) {
-    ++counters.table->dwResponseCountPerMin;
-    if (is_ok) ++counters.table->dwSuccessResponseCountPerMin;
-    if (!is_ok) ++counters.table->dwOtherErrCountPerMin;
-  }
-  if (counters.access != nullptr) {
-    ++counters.access->dwResponseCountPerMin;
-    if (is_ok) ++counters.access->dwSuccessResponseCountPerMin;
-    if (!is_ok) ++counters.access->dwProxyReturnSystemErrCountPerMin;
-  }
+  const auto user_request = m_requests.find(request.id_for_latency_data);
+  CountIn(m_statistic_mgr, request, user_request->second.table, [is_ok](auto& counters) {
+    ++counters.dwResponseCountPerMin;
+    if (is_ok) ++counters.dwSuccessResponseCountPerMin;
+    if (!is_ok) CountError(counters);
+  });
+  m_requests.erase(user_request);
 }
 
 void Traffic::TimeOutRequests() {
@@ -149,18 +146,13 @@ void Traffic::TimeOutRequests() {
 void Traffic::FailRequest(const LatencyData& request) {
   ++m_progress.time_outs;
   m_requests.erase(request.id_for_latency_data);
-  const std::optional<size_t> proxy = FindProxy(request.ip, request.port);
-  if (proxy) m_own_counts.CountTimeOut(*proxy, request);
+  Proxy* const proxy = FindProxy(request.ip, request.port);
+  if (proxy != nullptr) ++proxy->counts.timed_out;
 }
 
 bool Traffic::IsSettled() const {
-  return InFlight() == 0 &&
-         GetCurrentMilliseconds() > m_last_sent_ms + 2 * int64_t{m_options.timeout_ms};
-}
-
-// Zones have the ids 1, 2, ...
-ProxySet& Traffic::ZoneOf(const LatencyData& request) {
-  return m_zones[static_cast<size_t>(request.zone_id - 1)];
+  const int64_t two_time_outs_ms = 2 * int64_t{m_options.timeout_ms};
+  return InFlight() == 0 && GetCurrentMilliseconds() > m_last_sent_ms + two_time_outs_ms;
 }
 
 }  // namespace demo

@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <random>
 #include <unordered_map>
 #include <utility>
@@ -13,7 +12,6 @@
 #include "demo/common/udp_socket.h"
 #include "demo/common/wire_format.h"
 #include "demo/host/host_options.h"
-#include "demo/host/own_counts.h"
 #include "demo/host/proxy_set.h"
 #include "service_api/korvain_service_statistic.h"
 
@@ -30,9 +28,9 @@ struct Progress {
 class Traffic {
  public:
   // The zones' records exist already. Throws std::runtime_error.
-  Traffic(const HostOptions& options, const std::vector<Proxy>& proxies,
-          std::vector<ProxySet>& zones, KorvainService::KorvainServiceStatisticMgr& statistic_mgr,
-          OwnCounts& own_counts, KorvainService::Logger& logger);
+  Traffic(const HostOptions& options, std::vector<Proxy>& proxies, std::vector<ProxySet>& zones,
+          KorvainService::KorvainServiceStatisticMgr& statistic_mgr,
+          KorvainService::Logger& logger);
 
   void SendRequest();
   void TakeResponses();
@@ -43,6 +41,8 @@ class Traffic {
   // Whether no answer is expected any more, not even one that comes late.
   bool IsSettled() const;
   Progress TakeProgress() { return std::exchange(m_progress, {}); }
+  // Datagrams that no proxy sent.
+  int64_t Strays() const { return m_strays; }
 
  private:
   // What the host keeps of a user's request; all else the module remembers under the same id.
@@ -50,33 +50,20 @@ class Traffic {
     int32_t table;
   };
 
-  // The counters of a request. Null in a record that is not filled in again yet.
-  struct Counters {
-    KorvainService::SERVICEAPISTATISTIC* record;
-    KorvainService::TABLERUNSTATUS* table;
-    KorvainService::ACCESSRUNSTATUS* access;
-  };
-
-  Counters CountersOf(int32_t zone_id, int32_t table, int32_t ip, int32_t port);
-  void CountSent(size_t proxy, int32_t zone_id, int32_t table);
-  void CountAnswer(const KorvainService::LatencyData& request, int32_t table, bool is_ok);
-  bool Transmit(int32_t id, size_t proxy, int32_t zone_id, int32_t table);
-  std::optional<size_t> FindProxy(int32_t ip, int32_t port) const;
+  Proxy* FindProxy(int32_t ip, int32_t port);
   void TakeResponse(const Datagram& datagram);
-  void Complete(size_t proxy, const KorvainService::LatencyData& request, ResponseStatus status,
-                int64_t now_ms);
+  void Complete(Proxy& proxy, const KorvainService::LatencyData& in_flight, ResponseStatus status);
   void FailRequest(const KorvainService::LatencyData& request);
-  ProxySet& ZoneOf(const KorvainService::LatencyData& request);
 
   const HostOptions& m_options;
-  const std::vector<Proxy>& m_proxies;
+  std::vector<Proxy>& m_proxies;
   std::vector<ProxySet>& m_zones;
   KorvainService::KorvainServiceStatisticMgr& m_statistic_mgr;
-  OwnCounts& m_own_counts;
   KorvainService::LatencyDataMgr m_latency;
   UdpSocket m_socket;
   std::unordered_map<int32_t, UserRequest> m_requests;  // by the module's id
   Progress m_progress;
+  int64_t m_strays = 0;
   int64_t m_last_sent_ms = 0;
   size_t m_next_zone = 0;
   std::mt19937 m_random;

@@ -1,5 +1,5 @@
-// The parts of the demo that meet what others send: lines of reports, the datagrams of proxies,
-// URLs, and late answers.
+// The parts of the demo that meet what others send: lines of reports, the datagrams of proxies and
+// URLs.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -15,7 +15,6 @@
 #include "demo/common/report_line.h"
 #include "demo/common/udp_socket.h"
 #include "demo/common/wire_format.h"
-#include "demo/host/own_counts.h"
 #include "line_protocol/report_packer.h"
 
 namespace demo {
@@ -146,42 +145,6 @@ TEST_F(ReportAssemblerTest, TheOldestGivesWayToTooManyBytes) {
     ASSERT_LE(m_assembler.BytesHeld(), ReportAssembler::MOST_BYTES);
   }
   EXPECT_GT(m_assembler.PassedOnEarly(), 0u);
-}
-
-KorvainService::LatencyData RequestTo(const Proxy& proxy, int32_t id) {
-  KorvainService::LatencyData request{};
-  request.id_for_latency_data = id;
-  request.ip = proxy.ip();
-  request.port = proxy.port();
-  return request;
-}
-
-TEST(OwnCountsTest, OneAnswerToATimedOutRequestIsLateAndAllOthersAreStrays) {
-  std::vector<Proxy> proxies(2);
-  for (size_t i = 0; i < 2; ++i) proxies[i].address.sin_port = static_cast<in_port_t>(i + 1);
-  OwnCounts counts(proxies);
-  counts.CountTimeOut(0, RequestTo(proxies[0], 5));
-  counts.CountAnswer(0, ResponseStatus::OK, 10);  // of a request 6
-
-  counts.CountUnexpected(0, {6, ResponseStatus::OK}, 100);
-  EXPECT_EQ(counts.Strays(), 1) << "answered long ago";
-  counts.CountUnexpected(0, {5, ResponseStatus::OK}, 100);
-  EXPECT_EQ(counts.Strays(), 1) << "late";
-  counts.CountUnexpected(0, {5, ResponseStatus::OK}, 100);
-  EXPECT_EQ(counts.Strays(), 2) << "late for the second time";
-  counts.CountTimeOut(0, RequestTo(proxies[0], 7));
-  counts.CountUnexpected(1, {7, ResponseStatus::OK}, 100);
-  EXPECT_EQ(counts.Strays(), 3) << "from another proxy";
-  EXPECT_NE(counts.ToSummary().find("\"late\":1,"), std::string::npos) << counts.ToSummary();
-}
-
-TEST(TimedOutRequestsTest, ForgetsTheOldest) {
-  TimedOutRequests requests;
-  const auto count = static_cast<int32_t>(TimedOutRequests::MOST);
-  for (int32_t id = 0; id <= count; ++id) requests.Remember(RequestTo({}, id));
-  EXPECT_FALSE(requests.Take(0));
-  EXPECT_TRUE(requests.Take(1));
-  EXPECT_TRUE(requests.Take(TimedOutRequests::MOST));
 }
 
 TEST(WireFormatTest, DecodesWholeMessagesOnly) {

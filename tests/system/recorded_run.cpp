@@ -125,6 +125,10 @@ RecordedRun ReadRun(const RunFiles& files) {
                 [&](const json& line) { run.journal.push_back(ReadJournalReport(line)); });
   run.by_host = ReadSummaries({files.host_summary});
   run.by_proxies = ReadSummaries(files.proxy_summaries);
+  for (const auto& [url, numbers] : run.by_host) {
+    if (run.by_proxies.count(url) == 0) throw UsageError("no summary of the proxy " + url);
+  }
+  if (run.by_host.size() < run.by_proxies.size()) throw UsageError("a proxy unknown to the host");
   for (const std::string& path : files.collected) run.collected.push_back(ReadCollected(path));
   return run;
 }

@@ -39,8 +39,9 @@ struct CollectedFile {
 struct RecordedRun {
   std::vector<JournalReport> journal;  // in the order of writing
   std::vector<CollectedFile> collected;
-  std::map<std::string, Numbers> by_host;     // what the host counted of each proxy, by URL
-  std::map<std::string, Numbers> by_proxies;  // what each proxy counted itself
+  // By URL, of the same proxies: what the host counted of each, and what it counted itself.
+  std::map<std::string, Numbers> by_host;
+  std::map<std::string, Numbers> by_proxies;
 };
 
 struct RunFiles {

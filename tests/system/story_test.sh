@@ -64,11 +64,15 @@ expect 1 "not one server, at most one report lost" "a line lost in the middle" $
 expect 1 "has arrived that the kernel did not take" "a report refused and there" journal \
   '1s/"handed_over":true/"handed_over":false/'
 expect 1 "two reports of the same time" "an entry twice" journal '1s/(.*)/\1\n\1/'
-expect 1 "dropped + 0 answered late" "a proxy that hides a drop" proxy-1 \
+expect 1 "time-outs: " "a proxy that counts drops twice" proxy-1 \
   's/"dropped":([0-9]+)/"dropped":1\1/'
 expect 1 "received by the proxy side" "a request on a wrong way" proxy-3 \
   's/"received":([0-9]+)/"received":1\1/'
-expect 1 "system errors: " "an error that was not returned" proxy-2 's/"errors":[0-9]+/"errors":0/'
+expect 1 "0 unexpected answers" "an answer that nobody counted" proxy-4 \
+  's/"answered":([0-9]+)/"answered":1\1/'
+expect 1 "1 unexpected answers" "an answer to a request that was over" host \
+  '4s/"unexpected":0/"unexpected":1/'
+expect 1 "errors: " "an error that was not returned" proxy-2 's/"errors":[0-9]+/"errors":0/'
 expect 1 "the proxy held requests" "delays that nobody waited for" proxy-4 \
   's/"held_us":([0-9]+)/"held_us":9\1/'
 expect 1 "meant to fail for a while" "a judgement that was not made" host \
@@ -87,6 +91,8 @@ expect 2 "delay_samples is 18446744073709551615" "beyond 64 bits" journal \
   '1s/"delay_samples":[0-9]+/"delay_samples":18446744073709551615/'
 expect 2 "$work/journal is empty" "no journal" journal 'd'
 expect 2 "comes twice" "two summaries of a proxy" host '1s/(.*)/\1\n\1/'
+expect 2 "no summary of the proxy ${proxy_urls[0]}" "another proxy" proxy-1 \
+  's/"url":"[^"]*"/"url":"udp:\/\/127.0.0.1:1"/'
 expect 2 "$work/proxy-1, line 1" "no JSON" proxy-1 's/^\{//'
 
 ((failures == 0))

@@ -1,0 +1,34 @@
+// What the host writes down for the check at the end of a run, and nothing else of it needs.
+#ifndef KORVAIN_DEMO_RUN_RECORD_H_
+#define KORVAIN_DEMO_RUN_RECORD_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "demo/host/proxy_set.h"
+#include "service_api/service_api_statistic.h"
+
+namespace demo {
+
+struct ReportEntry {
+  std::string zone;
+  int64_t time_ns;
+  int64_t period_s;
+  std::string server;  // to which the report went; empty: to none
+  bool is_handed_over;
+};
+
+// The counts of a record as they are before CalculateAverage, under the names of the fields in
+// which their rates and means arrive: JSON.
+std::string CountsOf(const KorvainService::SERVICEAPISTATISTIC& record);
+
+// A line of JSON for the journal.
+std::string JournalLine(const ReportEntry& entry, const std::string& counts);
+
+// A line of JSON for each proxy: what the host itself has counted of it.
+std::string SummaryLines(const std::vector<Proxy>& proxies);
+
+}  // namespace demo
+
+#endif  // KORVAIN_DEMO_RUN_RECORD_H_
