@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2154
 # The story that the demo plays and the tests check, as functions to be sourced: two collect
 # servers, four proxies and a host that reports. One proxy drops its requests for a while, another
 # answers with errors, and then the collect server in use is killed.

@@ -64,7 +64,7 @@ run_build() {
     cmake --build "$build" --parallel 2
 }
 
-# A line that moves on a terminal, otherwise one every 20 seconds.
+# A line that moves on a terminal, otherwise one every 30 seconds.
 show_build() {
   local percent
   percent=$(grep -o '^\[ *[0-9]*%\]' "$work/build.log" | tail -n 1 | tr -dc 0-9) || true
@@ -72,13 +72,13 @@ show_build() {
     printf '\r\033[Kbuilding: %s %% after %d s' "${percent:-0}" "$SECONDS"
   elif ((SECONDS >= next_line)); then
     printf 'building: %s %% after %d s\n' "${percent:-0}" "$SECONDS"
-    next_line=$((SECONDS + 20))
+    next_line=$((SECONDS + 30))
   fi
 }
 
 # In a process group of its own, so that all of it can be ended.
 build_programs() {
-  local next_line=20
+  local next_line=30
   "$repository/scripts/install_deps.sh" demo
   SECONDS=0
   set -m

@@ -49,12 +49,15 @@ Console::Console(const ConsoleOptions& options)
             [](const std::string& complaint) { WriteWithoutWaiting(complaint + '\n'); }) {}
 
 void Console::Print(std::string_view text, Audience audience) {
+  if (text.empty()) return;
   const std::string logged = Prefixed(m_prefix, text);
   m_log.Write(logged);
   if (audience == Audience::LOG && !m_is_verbose) return;
   std::string printed = m_is_verbose ? logged : Prefixed("", text);
-  if (m_is_terminal && audience == Audience::PERSON_AT_ONCE)
-    printed = "\033[1m" + printed + "\033[0m";
+  if (m_is_terminal && audience == Audience::PERSON_AT_ONCE) {
+    printed.insert(printed.size() - 1, "\033[0m");
+    printed.insert(0, "\033[1m");
+  }
   if (!WriteWithoutWaiting(printed)) ++m_dropped;
 }
 

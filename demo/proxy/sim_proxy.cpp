@@ -92,10 +92,9 @@ class SimProxy {
 
   void TurnFault() {
     m_is_faulty = !m_is_faulty;
-    const char* const fault =
-        m_options.fault == "drop" ? "drops all requests" : "answers with nothing but errors";
-    m_console.Announce("{} {} from now on", m_options.console.name,
-                       m_is_faulty ? fault : "works again");
+    const char* const fault = m_options.fault == "drop" ? "drops all requests from now on"
+                                                        : "answers nothing but errors from now on";
+    m_console.Announce("{} {}", m_options.console.name, m_is_faulty ? fault : "works again");
   }
 
   void TakeRequests() {
