@@ -86,17 +86,15 @@ class CollectServer {
       }
     }
     m_file.Write(kept);
-    if (m_assembler.PassedOnEarly() > 0 && !m_has_complained_of_crowd) ComplainOfCrowd();
+    if (m_assembler.PassedOnEarly() > 0 && !m_has_complained_of_crowd) {
+      m_has_complained_of_crowd = true;
+      m_console.Announce("too many incomplete reports: from now on the oldest gives way");
+    }
   }
 
   void ComplainOfLine(const std::string& from, std::string_view text) {
     m_console.Announce("a malformed line from {}, further ones are only counted: {}", from,
                        Printable(text));
-  }
-
-  void ComplainOfCrowd() {
-    m_has_complained_of_crowd = true;
-    m_console.Announce("too many incomplete reports: from now on the oldest gives way");
   }
 
   void Show(const AssembledReport& report) {

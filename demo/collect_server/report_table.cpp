@@ -58,12 +58,6 @@ Row MakeRow(const std::string& title, const ReportLine& line) {
   return row;
 }
 
-// Any line of the report: all carry who and where. A report has at least one line.
-const ReportLine& AnyLine(const AssembledReport& report) {
-  if (report.overall) return *report.overall;
-  return report.tables.empty() ? report.accesses.front() : report.tables.front();
-}
-
 }  // namespace
 
 std::string Printable(std::string_view text) {
@@ -75,7 +69,8 @@ std::string Printable(std::string_view text) {
 }
 
 std::string FormatTitle(const AssembledReport& report) {
-  const ReportLine& line = AnyLine(report);
+  if (!report.overall) return "report -- INCOMPLETE, without its first line";
+  const ReportLine& line = *report.overall;
   const auto text = line.texts.find("user_text");
   return fmt::format(
       "report: set {}, app {}, zone {}, from {}, {} s, {}{}", Printable(line.Tag("set_name")),

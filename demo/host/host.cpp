@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <csignal>
 #include <cstdint>
 #include <string>
@@ -74,7 +73,8 @@ class Host {
   }
 
   void RunOnce(bool is_sending) {
-    if (m_signals.Wait(m_traffic.fd(), MillisecondsToNextRequest()) != 0) m_is_stopped = true;
+    constexpr int LONGEST_WAIT_MS = 2;  // the next request is due soon
+    if (m_signals.Wait(m_traffic.fd(), LONGEST_WAIT_MS) != 0) m_is_stopped = true;
     m_traffic.TakeResponses();
     m_traffic.TimeOutRequests();
     if (is_sending) SendDueRequests();
@@ -82,13 +82,6 @@ class Host {
     m_channel.Update();
     m_reports.ReportDueZones();
     if (is_sending && Clock::now() >= m_next_status) SayStatus();
-  }
-
-  int MillisecondsToNextRequest() const {
-    constexpr double LONGEST_MS = 10;  // the module's clock may run much faster than real time
-    const double next_s = static_cast<double>(m_paced + 1) / m_options.rate;
-    const double left_ms = std::ceil((next_s - ElapsedSeconds()) * 1000);
-    return static_cast<int>(std::clamp(left_ms, 1.0, LONGEST_MS));
   }
 
   void SendDueRequests() {

@@ -3,11 +3,10 @@
 #include <chrono>
 #include <csignal>
 #include <cstdint>
+#include <map>
 #include <nlohmann/json.hpp>
-#include <queue>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "demo/common/command_line.h"
 #include "demo/common/console.h"
@@ -44,15 +43,10 @@ void AddOptions(CLI::App& app, ProxyOptions& options) {
 }
 
 struct PendingAnswer {
-  Clock::time_point due;
   Clock::time_point received;
   sockaddr_in to;
   ResponseMessage response;
 };
-
-bool IsDueLater(const PendingAnswer& left, const PendingAnswer& right) {
-  return left.due > right.due;
-}
 
 class SimProxy {
  public:
@@ -86,7 +80,7 @@ class SimProxy {
     constexpr std::chrono::milliseconds LONGEST(100);
     if (m_pending.empty()) return static_cast<int>(LONGEST.count());
     const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(m_pending.top().due - Clock::now());
+        std::chrono::ceil<std::chrono::milliseconds>(m_pending.begin()->first - Clock::now());
     return static_cast<int>(std::clamp(left, std::chrono::milliseconds(0), LONGEST).count());
   }
 
@@ -114,7 +108,7 @@ class SimProxy {
     }
     const auto now = Clock::now();
     const auto status = m_is_faulty ? ResponseStatus::SYSTEM_ERROR : ResponseStatus::OK;
-    m_pending.push({now + DrawDelay(), now, from, {request.sequence, status}});
+    m_pending.insert({now + DrawDelay(), {now, from, {request.sequence, status}}});
   }
 
   std::chrono::microseconds DrawDelay() {
@@ -126,8 +120,9 @@ class SimProxy {
   }
 
   void SendAnswers(Clock::time_point due) {
-    for (; !m_pending.empty() && m_pending.top().due <= due; m_pending.pop()) {
-      const PendingAnswer& answer = m_pending.top();
+    while (!m_pending.empty() && m_pending.begin()->first <= due) {
+      const PendingAnswer answer = m_pending.begin()->second;
+      m_pending.erase(m_pending.begin());
       const auto held = Clock::now() - answer.received;
       if (!m_socket.Send(Encode(answer.response), answer.to)) continue;
       ++m_answered;
@@ -142,8 +137,7 @@ class SimProxy {
   OutputFile m_summary;
   UdpSocket m_socket;
   std::mt19937_64 m_random;
-  std::priority_queue<PendingAnswer, std::vector<PendingAnswer>, decltype(&IsDueLater)> m_pending{
-      IsDueLater};
+  std::multimap<Clock::time_point, PendingAnswer> m_pending;  // by the time when it is due
   bool m_is_faulty;
   // For the check at the end of a run.
   int64_t m_received = 0;
