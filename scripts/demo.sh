@@ -43,7 +43,10 @@ build_group=""
 finish() {
   local status=$?
   trap - EXIT INT TERM PIPE
-  if [[ -n $build_group ]]; then kill -KILL -- "-$build_group" 2>/dev/null || true; fi
+  if [[ -n $build_group ]]; then # compilers remove their temporary files when they may
+    kill -TERM -- "-$build_group" 2>/dev/null || true
+    wait "$build_group" 2>/dev/null || true
+  fi
   kill_everything
   if ((status == 0 || status > 128)); then # over or interrupted
     rm -rf "$work"
@@ -81,6 +84,7 @@ build_programs() {
   local next_line=30
   "$repository/scripts/install_deps.sh" demo
   SECONDS=0
+  : >"$work/build.log"
   set -m
   run_build >"$work/build.log" 2>&1 &
   build_group=$!
