@@ -52,7 +52,9 @@ start host demo_host --proxy "$url" --collect udp://127.0.0.1:9 --clock-speed 20
 check "a full disk ends the host" wait "$started"
 check "journal entries lost are not counted" grep -qE "journal entries lost: [1-9]" "$log"
 
-# Thousands of tags or fields, and reports without end that are never complete.
+# Thousands of tags or fields, and reports without end that are never complete. A sanitizer that
+# keeps freed memory for a while would look like growth.
+export ASAN_OPTIONS=quarantine_size_mb=1
 start_server crowd collect_server
 before=$(resident_kb "$started")
 tags=$(printf ',t%d=v' {1..5000})
@@ -64,7 +66,7 @@ for i in {1..200}; do
 done
 wait_until "crowd" 10 has_logged "from now on the oldest gives way"
 grown=$(($(resident_kb "$started") - before))
-check "memory has grown by $grown kB" test "$grown" -lt 40000
+check "memory has grown by $grown kB" test "$grown" -lt 15000
 check "the crowd not said once" says_once "too many incomplete reports"
 check "malformed lines not said once" says_once "further ones are only counted: korvain_access,t1"
 stop "$started"
