@@ -51,7 +51,9 @@ using AccessInfoHashMap =
     detail::ProbeTable<StatisticAccessInfo, int32_t, StatisticAccessInfoHash, INT32_MIN>;
 
 // Maps accesses to array indexes. The application is not part of the key: one index serves all
-// applications of a statistics manager. Not thread-safe; neither copied nor assigned.
+// applications of a statistics manager. Accesses come from whoever runs the service and are
+// trusted: thousands that were made to collide in their hashes would make each other slow to find.
+// Not thread-safe; neither copied nor assigned.
 class MapAccessIndex {
  public:
   MapAccessIndex() = default;

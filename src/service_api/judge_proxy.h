@@ -78,6 +78,8 @@ using JudgeProxyOptionHashMap = std::unordered_map<int64_t, JudgeProxyOption>;
 // right after one judges the very few requests since. An access without any request by then starts
 // again at no bad cycle.
 //
+// Endpoints are trusted, as in the access index: thousands with URLs made to collide would be slow.
+//
 // Not thread-safe, its queries included: they change state. std::bad_alloc is thrown when the
 // settings or the status of a new pair or endpoint cannot be stored; the judge stays usable.
 class JudgeProxy {
