@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what a command of the README needs and the machine lacks: install_deps.sh demo|test|bench
+# Installs what a command of the README needs and the machine lacks:
+# install_deps.sh demo|test|bench|coverage|fuzz
 set -euo pipefail
 
 packages=(g++ cmake make)
@@ -13,8 +14,13 @@ case "${1:-}" in
     # The tools whose verdict depends on their version; newer systems may not have this one.
     optional+=(clang-format-14 clang-tidy-14)
     ;;
+  coverage)
+    packages+=(libgtest-dev)
+    optional+=(gcovr)
+    ;;
+  fuzz) packages+=(clang) ;;
   *)
-    echo "usage: $0 demo|test|bench" >&2
+    echo "usage: $0 demo|test|bench|coverage|fuzz" >&2
     exit 2
     ;;
 esac
