@@ -13,7 +13,6 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 
 #include "service_api/korvain/korvain_service_clock.h"
 
@@ -22,14 +21,6 @@ namespace test {
 namespace {
 
 FakePlatform* active = nullptr;
-
-int64_t allocation_count = 0;
-int64_t outstanding = 0;
-size_t last_size = 0;
-int64_t nothrow_count = 0;
-int64_t throwing_count = 0;
-int64_t failing_nothrow_call = -1;
-int64_t failing_throwing_call = -1;
 
 // The C library's own function.
 template <class Function>
@@ -56,26 +47,6 @@ FakePlatform::FakePlatform() {
 }
 FakePlatform::~FakePlatform() {
   active = nullptr;
-}
-
-Allocations::~Allocations() {
-  Restart();
-}
-
-void Allocations::Restart(int64_t failing_nothrow, int64_t failing_throwing) {
-  allocation_count = nothrow_count = throwing_count = 0;
-  failing_nothrow_call = failing_nothrow;
-  failing_throwing_call = failing_throwing;
-}
-
-int64_t Allocations::Count() {
-  return allocation_count;
-}
-int64_t Allocations::Outstanding() {
-  return outstanding;
-}
-size_t Allocations::LastSize() {
-  return last_size;
 }
 
 int CountOpenDescriptors() {
@@ -199,6 +170,10 @@ int getsockopt(int fd, int level, int option, void* __restrict value,
                socklen_t* __restrict length) noexcept {
   if (active != nullptr && level == SOL_SOCKET && option == SO_ERROR) {
     ++active->pending_error_queries;
+    if (const int error = test::Take(active->getsockopt_errors)) {
+      errno = error;
+      return -1;
+    }
     if (!active->pending_errors.empty()) {
       *static_cast<int*>(value) = test::Take(active->pending_errors);
       return 0;
@@ -212,7 +187,7 @@ int getifaddrs(ifaddrs** list) noexcept {
   if (active == nullptr || (!active->interfaces && !active->is_getifaddrs_failing)) {
     return test::Real<int(ifaddrs**)>(nullptr, "getifaddrs")(list);
   }
-  if (active->is_getifaddrs_failing) return -1;
+  if (active->is_getifaddrs_failing || test::Take(active->getifaddrs_errors) != 0) return -1;
   *list = test::MakeInterfaceList(*active->interfaces);
   ++active->interface_lists_open;
   return 0;
@@ -233,6 +208,9 @@ void freeifaddrs(ifaddrs* list) noexcept {
 
 int getnameinfo(const sockaddr* address, socklen_t length, char* host, socklen_t host_length,
                 char* service, socklen_t service_length, int flags) {
+  if (active != nullptr) {
+    if (const int error = test::Take(active->getnameinfo_errors)) return error;
+  }
   if (active != nullptr && active->interfaces && address->sa_family == AF_INET &&
       reinterpret_cast<const sockaddr_in*>(address)->sin_addr.s_addr == 0) {
     return EAI_FAIL;
@@ -261,50 +239,3 @@ int rand() noexcept {
 }
 
 }  // extern "C"
-
-namespace {
-
-void* Allocate(size_t size) noexcept {
-  void* const block = malloc(size);
-  ++test::allocation_count;
-  test::last_size = size;
-  if (block != nullptr) ++test::outstanding;
-  return block;
-}
-
-void Deallocate(void* block) noexcept {
-  if (block != nullptr) --test::outstanding;
-  free(block);
-}
-
-}  // namespace
-
-void* operator new(size_t size) {
-  if (test::throwing_count++ == test::failing_throwing_call) throw std::bad_alloc();
-  if (void* block = Allocate(size)) return block;
-  throw std::bad_alloc();
-}
-
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  if (test::nothrow_count++ == test::failing_nothrow_call) return nullptr;
-  return Allocate(size);
-}
-
-void* operator new[](size_t size) {
-  return operator new(size);
-}
-void operator delete(void* block) noexcept {
-  Deallocate(block);
-}
-void operator delete(void* block, size_t) noexcept {
-  Deallocate(block);
-}
-void operator delete[](void* block) noexcept {
-  Deallocate(block);
-}
-void operator delete[](void* block, size_t) noexcept {
-  Deallocate(block);
-}
-void operator delete(void* block, const std::nothrow_t&) noexcept {
-  Deallocate(block);
-}

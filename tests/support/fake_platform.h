@@ -33,7 +33,10 @@ class FakePlatform {
   bool is_sending_faked = false;         // sendto succeeds without sending
   std::optional<ssize_t> sendto_result;  // what it then gives instead of the length
   std::deque<int> setsockopt_errors;
-  std::deque<int> pending_errors;  // what each next query for SO_ERROR gives; then the real one
+  std::deque<int> getsockopt_errors;   // of queries for SO_ERROR
+  std::deque<int> getifaddrs_errors;   // non-zero fails, while `interfaces` is set
+  std::deque<int> getnameinfo_errors;  // what it returns
+  std::deque<int> pending_errors;      // what each next query for SO_ERROR gives; then the real one
   std::optional<int> rand_value;
 
   // Interface addresses as text; "" is an entry without address, "packet" one of another family,
@@ -66,6 +69,7 @@ class Allocations {
   ~Allocations();
   static void Restart(int64_t failing_nothrow = -1, int64_t failing_throwing = -1);
   static int64_t Count();        // since the last Restart
+  static bool HasFailed();       // whether a chosen one has been called since then
   static int64_t Outstanding();  // blocks allocated and not yet freed, in all
   static size_t LastSize();      // of the last block allocated
 };
