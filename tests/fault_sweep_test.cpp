@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <deque>
 #include <new>
+#include <ostream>
 #include <string>
 
 #include "support/fake_platform.h"
@@ -22,6 +23,10 @@ struct Fault {
   std::deque<int> FakePlatform::*script;  // null for an allocation
   int error;                              // of an allocation: 0 nothrow, 1 throwing
 };
+
+std::ostream& operator<<(std::ostream& out, const Fault& fault) {
+  return out << fault.name;
+}
 
 constexpr Fault FAULTS[] = {
     {"socket", &FakePlatform::socket_errors, EMFILE},

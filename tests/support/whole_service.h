@@ -179,7 +179,8 @@ class WholeService {
 
   bool LeaveUnreachableServer() {
     m_channel.Update();
-    return m_platform.pending_errors.empty() && m_channel.GetCurrentUrl() != nullptr;
+    if (!m_platform.pending_errors.empty() || m_channel.GetCurrentUrl() == nullptr) return false;
+    return m_channel.Send("more", 4) == 0 && m_platform.sent.back().fd >= 0;
   }
 
   SERVICEAPISTATISTIC& Record(int zone) { return *m_mgr.GetServiceApiStatistic(APP, zone); }
