@@ -1,127 +1,25 @@
-// Random runs of LatencyDataMgr against a model made of a map and a deque.
+// Random runs of LatencyDataMgr beside a model.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <deque>
-#include <map>
 #include <random>
-#include <string>
 #include <utility>
 #include <vector>
 
-#include "common/korvain_error_code.h"
 #include "service_api/latency_data_mgr.h"
 #include "support/fake_platform.h"
+#include "support/latency_model.h"
 #include "support/recording_logger.h"
+#include "support/registry_model.h"
 
 namespace KorvainService {
 namespace {
 
+using test::Request;
+
 constexpr int APP = 1;
 constexpr int ZONES = 4;     // the last one has no record at first
 constexpr int ACCESSES = 5;  // per zone, the last one not registered
-
-struct Request {
-  int id;
-  int64_t sent;
-  int zone, ip;
-};
-
-struct Sums {
-  uint64_t delay = 0;
-  uint32_t delays = 0, time_outs = 0;
-
-  void AddDelay(int64_t value) {
-    delay += static_cast<uint64_t>(value);
-    ++delays;
-  }
-};
-
-class Model {
- public:
-  // The slot given back last comes first, with its next generation; then slots never used.
-  int Push(int64_t sent, int zone, int ip) {
-    int id = 0;
-    if (released_ids.empty()) {
-      id = touched++;
-    } else {
-      id = released_ids.back();
-      released_ids.pop_back();
-    }
-    in_flight.push_back({id, sent, zone, ip});
-    return id;
-  }
-
-  void GiveBack(int id) { released_ids.push_back(id + 131072); }
-
-  int RefuseMissingRecord(const char* func, int zone) {
-    lines.push_back({test::ERROR, func,
-                     "statistic_mgr->GetServiceApiStatistic failed. app_id:1, zone_id:" +
-                         std::to_string(zone)});
-    return GEN_ERR_ERR;
-  }
-
-  std::deque<Request>::iterator Find(int id) {
-    return std::find_if(in_flight.begin(), in_flight.end(),
-                        [id](const Request& request) { return request.id == id; });
-  }
-
-  int Complete(int id, int64_t received) {
-    const auto found = Find(id);
-    if (found == in_flight.end()) return GEN_ERR_ERR;
-    if (found->zone >= zones) return RefuseMissingRecord("CalculateDelay", found->zone);
-    if (received > found->sent) {
-      overall[found->zone].AddDelay(received - found->sent);
-      if (found->ip < ACCESSES - 1)
-        access[{found->zone, found->ip}].AddDelay(received - found->sent);
-    }
-    in_flight.erase(found);
-    GiveBack(id);
-    return 0;
-  }
-
-  int Withdraw(int id) {
-    const auto found = Find(id);
-    if (found == in_flight.end()) return GEN_ERR_ERR;
-    in_flight.erase(found);
-    GiveBack(id);
-    return 0;
-  }
-
-  template <class OnTimeOut>
-  int Sweep(int64_t now, int64_t timeout, int limit, OnTimeOut on_time_out) {
-    for (; limit > 0 && !in_flight.empty(); --limit) {
-      const Request oldest = in_flight.front();
-      if (oldest.zone >= zones) {
-        return RefuseMissingRecord("TraverseForDeleteTimeOutNode", oldest.zone);
-      }
-      if (now >= oldest.sent && now - oldest.sent < timeout) return 0;
-      ++overall[oldest.zone].time_outs;
-      if (oldest.ip < ACCESSES - 1) {
-        ++access[{oldest.zone, oldest.ip}].time_outs;
-        const std::string id = std::to_string(oldest.id);
-        lines.push_back({test::ERROR, "TraverseForDeleteTimeOutNode",
-                         "it is timeout. app_id:1, zone_id:" + std::to_string(oldest.zone) +
-                             ", ip:" + std::to_string(oldest.ip) + ".0.0.0, port:80" +
-                             ", id_for_latency_data:" + id + ", id_for_list_node:" + id});
-      }
-      GiveBack(oldest.id);
-      in_flight.pop_front();
-      on_time_out(oldest);
-    }
-    return 0;
-  }
-
-  int CountNow() const { return static_cast<int>(in_flight.size()); }
-
-  int zones = ZONES - 1;
-  int touched = 0;
-  std::vector<int> released_ids;  // each as it will be handed out
-  std::deque<Request> in_flight;
-  test::LogLines lines;
-  std::map<int, Sums> overall;
-  std::map<std::pair<int, int>, Sums> access;
-};
 
 // What a time-out handler does to the manager or to the model, depending on the request, and what
 // it was given for that. It retries, also with a request that has timed out already, ends other
@@ -166,7 +64,11 @@ class LatencyModelTest : public ::testing::TestWithParam<unsigned int> {
  protected:
   void CreateZone(int zone) {
     mgr.CreateStatisticMap(1, APP, zone);
-    for (int ip = 0; ip < ACCESSES - 1; ++ip) mgr.AddAccess(APP, zone, "udp://x", ip, 80, "s");
+    registry.Create(1, {APP, zone}, 0);
+    for (int ip = 0; ip < ACCESSES - 1; ++ip) {
+      mgr.AddAccess(APP, zone, "udp://x", ip, 80, "s");
+      registry.AddAccess({APP, zone}, "udp://x", ip, 80, "s");
+    }
   }
 
   int PickId(std::mt19937& random) const {
@@ -178,22 +80,25 @@ class LatencyModelTest : public ::testing::TestWithParam<unsigned int> {
   }
 
   template <class Status>
-  static void ExpectSums(const Status& status, const Sums& sums) {
-    ASSERT_EQ(uint64_t{status.ullAverageDelay}, sums.delay);
-    ASSERT_EQ(uint32_t{status.dwCalculateAverageDelayResCount}, sums.delays);
-    ASSERT_EQ(uint32_t{status.dwTimeoutCountPerMin}, sums.time_outs);
+  static void ExpectSums(const Status& status, const Status& expected) {
+    ASSERT_EQ(uint64_t{status.ullAverageDelay}, uint64_t{expected.ullAverageDelay});
+    ASSERT_EQ(uint32_t{status.dwCalculateAverageDelayResCount},
+              uint32_t{expected.dwCalculateAverageDelayResCount});
+    ASSERT_EQ(uint32_t{status.dwTimeoutCountPerMin}, uint32_t{expected.dwTimeoutCountPerMin});
   }
 
   void ExpectAgreement() {
-    for (int zone = 0; zone < model.zones; ++zone) {
-      ExpectSums(mgr.GetServiceApiStatistic(APP, zone)->stOverallRunStatus, model.overall[zone]);
-      for (int ip = 0; ip < ACCESSES - 1; ++ip) {
-        ExpectSums(*mgr.GetAccessRunStatus(APP, zone, ip, 80), model.access[{zone, ip}]);
+    for (const auto& [pair, expected] : registry.records) {
+      const SERVICEAPISTATISTIC& record = *mgr.GetServiceApiStatistic(APP, pair.second);
+      ExpectSums(record.stOverallRunStatus, expected->stOverallRunStatus);
+      for (int slot = 0; slot < ACCESSES - 1; ++slot) {
+        ExpectSums(record.astAccessStatistic[slot].stAccessRunStatus,
+                   expected->astAccessStatistic[slot].stAccessRunStatus);
       }
     }
   }
 
-  void SweepBothWithAHandler(int64_t now, int64_t timeout, int limit) {
+  void SweepBothWithAHandler(int64_t now) {
     std::vector<int> results;
     std::vector<int> expected;
     try {
@@ -201,15 +106,15 @@ class LatencyModelTest : public ::testing::TestWithParam<unsigned int> {
         EXPECT_EQ(latency.Find(request.id_for_latency_data), nullptr) << "it is over";
         EXPECT_EQ(request.port, 80);
         Handle({request.id_for_latency_data, request.time_ms, request.zone_id, request.ip}, now,
-               timeout, past_ids, *this, results);
+               model.timeout, past_ids, *this, results);
       }));
     } catch (int thrown) {
       results.push_back(thrown);
       ++handlers_thrown;
     }
     try {
-      expected.push_back(model.Sweep(now, timeout, limit, [&](const Request& request) {
-        Handle(request, now, timeout, past_ids, model, expected);
+      expected.push_back(model.Sweep(now, [&](const Request& request) {
+        Handle(request, now, model.timeout, past_ids, model, expected);
       }));
     } catch (int thrown) {
       expected.push_back(thrown);
@@ -231,7 +136,8 @@ class LatencyModelTest : public ::testing::TestWithParam<unsigned int> {
 
   KorvainServiceStatisticMgr mgr;
   LatencyDataMgr latency;
-  Model model;
+  test::RegistryModel registry;
+  test::LatencyModel model{registry, APP};
   std::deque<int> past_ids;
   size_t handled = 0;
   int handlers_thrown = 0;
@@ -242,9 +148,8 @@ TEST_P(LatencyModelTest, AgreesAfterEveryStep) {
   std::mt19937 random(GetParam());
   test::RecordingLogger logger;
   for (int zone = 0; zone < ZONES - 1; ++zone) CreateZone(zone);
-  int64_t timeout = 50;
-  int limit = 7;
   ASSERT_EQ(latency.Init(APP, 50, 7, &logger), 0);
+  model.Init(50, 7);
   logger.Take();
   test::clock_ms = 0;
 
@@ -271,20 +176,17 @@ TEST_P(LatencyModelTest, AgreesAfterEveryStep) {
       ASSERT_EQ(latency.CalculateDelay(id, received, &mgr), model.Complete(id, received)) << id;
     } else if (choice < 970) {
       ASSERT_EQ(latency.TraverseForDeleteTimeOutNode(&mgr),
-                model.Sweep(now, timeout, limit, [](const Request&) {}));
+                model.Sweep(now, [](const Request&) {}));
     } else if (choice < 995) {
-      SweepBothWithAHandler(now, timeout, limit);
+      SweepBothWithAHandler(now);
       if (HasFatalFailure()) return;
     } else {
-      timeout = 20 + static_cast<int64_t>(random() % 60);
-      limit = 1 + static_cast<int>(random() % 20);
-      latency.SetTimeOut(static_cast<int>(timeout));
-      latency.SetLimit(limit);
+      model.timeout = 20 + static_cast<int>(random() % 60);
+      model.limit = 1 + static_cast<int>(random() % 20);
+      latency.SetTimeOut(model.timeout);
+      latency.SetLimit(model.limit);
     }
-    if (step == STEPS / 2) {
-      CreateZone(ZONES - 1);
-      model.zones = ZONES;
-    }
+    if (step == STEPS / 2) CreateZone(ZONES - 1);
     ASSERT_EQ(logger.Take(), std::exchange(model.lines, {}));
     if (step % 97 == 0) {
       ExpectAgreement();
@@ -292,8 +194,9 @@ TEST_P(LatencyModelTest, AgreesAfterEveryStep) {
     }
   }
   ExpectAgreement();
-  EXPECT_GT(model.overall[0].time_outs, 100u) << "the run must have met time-outs";
-  EXPECT_GT(model.overall[0].delays, 1000u);
+  const OVERALLRUNSTATUS& overall = registry.Find({APP, 0})->stOverallRunStatus;
+  EXPECT_GT(uint32_t{overall.dwTimeoutCountPerMin}, 100u) << "the run must have met time-outs";
+  EXPECT_GT(uint32_t{overall.dwCalculateAverageDelayResCount}, 1000u);
   EXPECT_GT(handled, 1000u) << "and handlers";
   EXPECT_GT(handlers_thrown, 10);
   EXPECT_TRUE(logger.is_place_sound);
