@@ -3,36 +3,24 @@
 #include <malloc.h>
 
 #include <cstdio>
-#include <fstream>
 #include <memory>
-#include <stdexcept>
-#include <string>
 
+#include "resident_memory.h"
 #include "service_api/korvain_service_statistic.h"
 
 namespace {
-
-// Resident kilobytes of the process, counted page by page.
-long ResidentKilobytes() {
-  std::ifstream rollup("/proc/self/smaps_rollup");
-  for (std::string word; rollup >> word;) {
-    long kilobytes = 0;
-    if (word == "Rss:" && rollup >> kilobytes) return kilobytes;
-  }
-  throw std::runtime_error("/proc/self/smaps_rollup cannot be read");
-}
 
 // Per manager, with this many requests in flight in each.
 long KilobytesWith(int in_flight) {
   constexpr int MANAGERS = 20;  // measured together, since resident memory is counted in pages
   std::unique_ptr<KorvainService::LatencyDataMgr> managers[MANAGERS];
-  const long before = ResidentKilobytes();
+  const long before = bench::ResidentKilobytes();
   for (auto& manager : managers) {
     manager = std::make_unique<KorvainService::LatencyDataMgr>();
     manager->Init(1, 3000, 100, nullptr);
     for (int i = 0; i < in_flight; ++i) manager->PushBack(1, 0, 0x0100007F, 80);
   }
-  return (ResidentKilobytes() - before) / MANAGERS;
+  return (bench::ResidentKilobytes() - before) / MANAGERS;
 }
 
 }  // namespace
