@@ -18,7 +18,7 @@ case "${1:-}" in
     packages+=(libgtest-dev)
     optional+=(gcovr)
     ;;
-  fuzz) packages+=(clang) ;;
+  fuzz) packages+=(clang libgtest-dev) ;;
   *)
     echo "usage: $0 demo|test|bench|coverage|fuzz" >&2
     exit 2

@@ -138,7 +138,7 @@ class LatencyModel {
   void CountFailure(int& count, const LogLine& line) {
     if (++count <= KorvainService::MAX_LOG_FREQUENCY) return;
     count = 1;
-    lines.push_back(line);
+    if (is_ready) lines.push_back(line);  // before Init there is no logger
   }
 
   int RefuseUnknown(const char* func, int id) {
