@@ -31,7 +31,7 @@ Footprint Measure() {
 
 // What is reached after a tenth of the run, full pools included, must be enough for the rest.
 bool HasGrown(const Footprint& early, const Footprint& now) {
-  constexpr long TOLERANCE = 512;  // kilobytes
+  constexpr long TOLERANCE = 64;  // kilobytes
   return now.kilobytes > early.kilobytes + TOLERANCE || now.descriptors > early.descriptors;
 }
 

@@ -177,4 +177,11 @@ void OperationsRun::AskJudge(Pair pair) {
   }
 }
 
+void OperationsRun::ExpectSameRecords() {
+  for (const auto& [pair, record] : m_registry.records) {
+    const void* const own = m_mgr.GetServiceApiStatistic(pair.first, pair.second);
+    FUZZ_CHECK(own != nullptr && memcmp(own, record.get(), sizeof(*record)) == 0);
+  }
+}
+
 }  // namespace fuzz

@@ -1,7 +1,6 @@
 // Sequences of operations on the registry, the latency manager and the judge together. Here are the
 // steps that concern requests and clocks.
 #include <algorithm>
-#include <cstring>
 #include <iostream>
 
 #include "common/korvain_error_code.h"
@@ -203,13 +202,6 @@ void OperationsRun::ExpectSameLines() {
     for (const test::LogLine& line : expected) std::cerr << "expected " << line << '\n';
   }
   FUZZ_CHECK(lines == expected && m_logger.is_place_sound);
-}
-
-void OperationsRun::ExpectSameRecords() {
-  for (const auto& [pair, record] : m_registry.records) {
-    const void* const own = m_mgr.GetServiceApiStatistic(pair.first, pair.second);
-    FUZZ_CHECK(own != nullptr && memcmp(own, record.get(), sizeof(*record)) == 0);
-  }
 }
 
 }  // namespace fuzz
