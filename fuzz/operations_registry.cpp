@@ -15,6 +15,26 @@ std::string OperationsRun::Url() {
   return (choice % 2 == 0 ? "udp://host-" : "tcp://host-") + std::to_string(choice / 2);
 }
 
+void OperationsRun::BeginInUse() {
+  for (const Pair& pair : {Pair{1, 0}, Pair{1, 1}}) {
+    const auto [app, zone] = pair;
+    FUZZ_CHECK(m_mgr.CreateStatisticMap(7, app, zone) == 0);
+    m_registry.Create(7, pair, test::clock_ms);
+    for (int ip = 0; ip < 2; ++ip) {
+      const std::string url = "udp://host-" + std::to_string(ip);
+      FUZZ_CHECK(m_mgr.AddAccess(app, zone, url.c_str(), ip, 80, "s") == 0);
+      m_registry.AddAccess(pair, url, ip, 80, "s");
+    }
+    m_judge.SetCheckPeriod(app, zone, 5);
+    m_verdicts.SetCheckPeriod(pair, 5);
+    JudgePair(pair);
+  }
+  ExpectSameLines();
+  FUZZ_CHECK(m_latency.Init(1, 50, 3, &m_logger) == 0);
+  m_requests.Init(50, 3);
+  m_logger.Take();
+}
+
 void OperationsRun::ChangeEntries(Pair pair) {
   const auto [app, zone] = pair;
   const int ip = m_input.Below(4);

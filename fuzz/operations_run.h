@@ -25,6 +25,9 @@ class OperationsRun {
   explicit OperationsRun(Input& input);
   ~OperationsRun();
 
+  // Begins with records, accesses and a judge that waits, as most inputs do not come to by chance.
+  void BeginInUse();
+
   void Step();
   void ExpectSameRecords();
 

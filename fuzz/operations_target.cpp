@@ -209,6 +209,7 @@ void OperationsRun::ExpectSameLines() {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);
   fuzz::OperationsRun run(input);
+  if (input.Byte() % 4 != 0) run.BeginInUse();
   while (!input.IsOver()) run.Step();
   run.ExpectSameRecords();
   return 0;

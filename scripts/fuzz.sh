@@ -44,12 +44,13 @@ fuzz() {
     "$(stat_of new_units_added "$log")" "$verdict"
 }
 
-# How often a branch was taken is left aside: it would keep several times as many inputs.
+# Inputs that differ only in how often they take a branch are kept where they are not too many.
 merge() {
-  local corpus=fuzz/corpus/$1 merged=$build/merged/$1
+  local corpus=fuzz/corpus/$1 merged=$build/merged/$1 options=(-merge=1 -use_counters=0)
+  case $1 in access_index | packer | pool_and_list) options=(-set_cover_merge=1) ;; esac
   rm -rf "$merged"
   mkdir -p "$merged" "$build/found/$1"
-  "$build/fuzz/fuzz_$1" -merge=1 -use_counters=0 -max_len="$max_length" "$merged" "$corpus" \
+  "$build/fuzz/fuzz_$1" "${options[@]}" -max_len="$max_length" "$merged" "$corpus" \
     "$build/found/$1" >"$build/$1.log" 2>&1
   rm -rf "$corpus"
   cp -r "$merged" "$corpus"
