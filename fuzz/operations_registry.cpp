@@ -27,7 +27,8 @@ void OperationsRun::BeginInUse() {
     }
     m_judge.SetCheckPeriod(app, zone, 5);
     m_verdicts.SetCheckPeriod(pair, 5);
-    JudgePair(pair);
+    m_judge.Update(app, zone, m_mgr);
+    m_verdicts.Update(pair, nullptr, *test::wall_seconds);
   }
   ExpectSameLines();
   FUZZ_CHECK(m_latency.Init(1, 50, 3, &m_logger) == 0);
@@ -95,7 +96,9 @@ void OperationsRun::WriteCounters(Pair pair) {
   if (m_registry.Find(pair) == nullptr) return;
   const int choice = m_input.Below(8);
   const int slot = m_input.Below(5) == 4 ? 255 : m_input.Below(4);
-  const auto word = static_cast<size_t>(m_input.Below(13)) * 4;
+  constexpr size_t READ_BY_JUDGE[] = {0, 5, 10};  // words of an access: requests and failures
+  const int pick = m_input.Below(26);
+  const size_t word = 4 * (pick < 13 ? static_cast<size_t>(pick) : READ_BY_JUDGE[pick % 3]);
   const auto value = choice < 4 ? static_cast<uint32_t>(m_input.Byte()) : m_input.Any<uint32_t>();
   for (SERVICEAPISTATISTIC* record :
        {m_registry.Find(pair), m_mgr.GetServiceApiStatistic(pair.first, pair.second)}) {
@@ -155,6 +158,7 @@ void OperationsRun::Report(Pair pair) {
 }
 
 void OperationsRun::JudgePair(Pair pair) {
+  if (m_input.Below(2) == 0) MoveWallClock();
   m_judge.Update(pair.first, pair.second, m_mgr);
   m_verdicts.Update(pair, m_registry.Find(pair), *test::wall_seconds);
 }

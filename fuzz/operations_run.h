@@ -41,7 +41,8 @@ class OperationsRun {
   void Request();
   void Sweep();
   void SetUpLatency();
-  void MoveClocks();
+  void MoveClock();
+  void MoveWallClock();
   void JudgePair(Pair pair);
   void ChangeJudge(Pair pair);
   void AskJudge(Pair pair);

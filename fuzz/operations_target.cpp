@@ -153,17 +153,17 @@ void OperationsRun::SetUpLatency() {
   }
 }
 
-void OperationsRun::MoveClocks() {
-  if (m_input.Below(2) == 0) {
-    const bool has_oldest = !m_requests.in_flight.empty();
-    test::clock_ms = TimeAround(has_oldest ? m_requests.in_flight.front().sent : test::clock_ms,
-                                m_requests.timeout);
-    // Not to where a request sent at the other end of the range is a few milliseconds old.
-    test::clock_ms = std::max(test::clock_ms, INT64_MIN / 2);
-  } else {
-    constexpr int64_t DISTANCES[] = {1, 10, 11, 11, 11, 12, 100, 299, 300, 301, -1, -12, -301, 0};
-    *test::wall_seconds += DISTANCES[m_input.Below(14)];
-  }
+void OperationsRun::MoveClock() {
+  const bool has_oldest = !m_requests.in_flight.empty();
+  test::clock_ms = TimeAround(has_oldest ? m_requests.in_flight.front().sent : test::clock_ms,
+                              m_requests.timeout);
+  // Not to where a request sent at the other end of the range is a few milliseconds old.
+  test::clock_ms = std::max(test::clock_ms, INT64_MIN / 2);
+}
+
+void OperationsRun::MoveWallClock() {
+  constexpr int64_t DISTANCES[] = {1, 5, 6, 6, 6, 10, 11, 299, 300, 301, -1, -12, -301, 0};
+  *test::wall_seconds += DISTANCES[m_input.Below(14)];
 }
 
 void OperationsRun::Step() {
@@ -182,7 +182,7 @@ void OperationsRun::Step() {
   } else if (choice < 17) {
     Sweep();
   } else if (choice < 19) {
-    MoveClocks();
+    MoveClock();
   } else {
     SetUpLatency();
   }
