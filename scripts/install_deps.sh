@@ -12,7 +12,7 @@ case "${1:-}" in
     packages+=(clang pkg-config libcli11-dev libfmt-dev nlohmann-json3-dev libgtest-dev
       libbenchmark-dev libabsl-dev libboost-dev prometheus-cpp-dev)
     # The tools whose verdict depends on their version; newer systems may not have this one.
-    optional+=(clang-format-14 clang-tidy-14)
+    optional+=(clang-format-14 clang-tidy-14 gcovr)
     ;;
   coverage)
     packages+=(libgtest-dev)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and tests everything: formatting, static analysis, release build, sanitizers, clang, other
 # people's builds. The last line counts the tests. With arguments only the stages that they name:
-#   scripts/test.sh [packages|format|release|tidy|asan|clang|shared|builds ...]
+#   scripts/test.sh [packages|format|release|tidy|asan|clang|shared|builds|coverage ...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -120,6 +120,17 @@ check_builds() {
   done
 }
 
+check_coverage() {
+  if ! command -v gcovr >/dev/null; then
+    echo "gcovr is not to be had here: coverage not measured"
+    return
+  fi
+  local status=0
+  with_progress build/coverage.log scripts/coverage.sh || status=$?
+  cat build/coverage.log
+  if [ "$status" -eq 0 ]; then count 1 0; else count 0 1; fi
+}
+
 # stage TITLE COMMAND...
 stage() {
   local start=$SECONDS
@@ -139,11 +150,15 @@ run_stage() {
       stage "AddressSanitizer and UndefinedBehaviorSanitizer: build and tests" \
         configure_build_test asan
       ;;
-    clang) stage "Debug build by clang, warnings are errors; its tests" configure_build_test clang ;;
+    clang)
+      stage "Debug build by clang, warnings are errors; its tests, and the fuzzers' corpora" \
+        configure_build_test clang
+      ;;
     shared) stage "Release build with a shared library; its tests" configure_build_test shared ;;
     builds)
       stage "Other people's builds: few packages, subdirectory, unity, installed" check_builds
       ;;
+    coverage) stage "Lines and branches that the tests reach" check_coverage ;;
     *)
       echo "There is no stage $1" >&2
       exit 2
@@ -151,7 +166,7 @@ run_stage() {
   esac
 }
 
-[ $# -gt 0 ] || set -- packages format release tidy asan clang shared builds
+[ $# -gt 0 ] || set -- packages format release tidy asan clang shared builds coverage
 for name in "$@"; do run_stage "$name"; done
 
 printf '\nAll of it took %d s.\n%d passed, %d failed\n' "$SECONDS" "$passed" "$failed"

@@ -113,10 +113,11 @@ class RegistryModel {
       if (name.substr(0, 127) == record->astTableStatistic[i].szTableName) return i;
     }
     if (count < 0 || count > 255) {
-      lines.push_back(Expect(ERROR, "AddTable",
-                             "the table count(%d) >= STATISTIC_MAX_TABLE_COUNT(256), can't add new "
-                             "table. app_id:%d, zone_id:%d, name:%s",
-                             count, pair.first, pair.second, name.c_str()));
+      lines.push_back(Expect(
+          ERROR, "AddTable",
+          "the table count(%d) is not in 0 to STATISTIC_MAX_TABLE_COUNT(256) - 1, can't add new "
+          "table. app_id:%d, zone_id:%d, name:%s",
+          count, pair.first, pair.second, name.c_str()));
       return KorvainService::GEN_ERR_ERR;
     }
     SetField(record->astTableStatistic[count].szTableName, name);
