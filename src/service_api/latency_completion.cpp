@@ -105,6 +105,16 @@ int LatencyDataMgr::TraverseForDeleteTimeOutNode(KorvainServiceStatisticMgr* sta
   return Sweep(statistic_mgr, on_time_out);
 }
 
+inline void LatencyDataMgr::CountTimeOut(SERVICEAPISTATISTIC& statistic, const LatencyData& request,
+                                         KorvainServiceStatisticMgr& statistic_mgr) {
+  ++statistic.stOverallRunStatus.dwTimeoutCountPerMin;
+  ACCESSRUNSTATUS* const access =
+      statistic_mgr.HashedAccess(statistic, AccessOf(request), request.access_hash);
+  if (access == nullptr) return;
+  if (m_logger != nullptr) LogTimedOut(request);
+  ++access->dwTimeoutCountPerMin;
+}
+
 template <class OnTimeOut>
 int LatencyDataMgr::Sweep(KorvainServiceStatisticMgr* statistic_mgr, const OnTimeOut& on_time_out) {
   if (statistic_mgr == nullptr) {
@@ -133,13 +143,7 @@ int LatencyDataMgr::Sweep(KorvainServiceStatisticMgr* statistic_mgr, const OnTim
     const uint64_t age = detail::Elapsed(request.time_ms, GetCurrentMilliseconds());
     if (age < static_cast<uint64_t>(m_timeout)) return 0;
 
-    ++statistic->stOverallRunStatus.dwTimeoutCountPerMin;
-    ACCESSRUNSTATUS* const access =
-        statistic_mgr->HashedAccess(*statistic, AccessOf(request), request.access_hash);
-    if (access != nullptr) {
-      if (m_logger != nullptr) LogTimedOut(request);
-      ++access->dwTimeoutCountPerMin;
-    }
+    CountTimeOut(*statistic, request, *statistic_mgr);
 
     const LatencyData expired = request;
     if (!m_bidirection_list->Remove(head)) {

@@ -145,6 +145,8 @@ class LatencyDataMgr {
   int Forget(const char* operation, const LatencyData& request);
   template <class OnTimeOut>
   int Sweep(KorvainServiceStatisticMgr* statistic_mgr, const OnTimeOut& on_time_out);
+  void CountTimeOut(SERVICEAPISTATISTIC& statistic, const LatencyData& request,
+                    KorvainServiceStatisticMgr& statistic_mgr);
   void LogTimedOut(const LatencyData& request);
 
   LPOBJSLAB m_latency_data_pool = nullptr;
