@@ -41,8 +41,8 @@ class Host {
         m_proxies(MakeProxies(options.proxy_urls)),
         m_judge(&m_logger),
         m_channel(options.collect_urls, m_logger, m_console),
-        m_reports(options, m_proxies, m_statistic_mgr, m_channel, m_journal, m_logger),
         m_zones(MakeZones()),
+        m_reports(options, m_proxies, m_zones, m_statistic_mgr, m_channel, m_journal, m_logger),
         m_traffic(options, m_proxies, m_zones, m_statistic_mgr, m_logger) {}
 
   int Run() {
@@ -133,8 +133,8 @@ class Host {
   KorvainServiceStatisticMgr m_statistic_mgr;
   JudgeProxy m_judge;
   CollectChannel m_channel;
-  ReportCycle m_reports;
   std::vector<ProxySet> m_zones;
+  ReportCycle m_reports;
   Traffic m_traffic;
   const Clock::time_point m_start = Clock::now();
   Clock::time_point m_next_status = m_start + std::chrono::seconds(1);
@@ -144,7 +144,7 @@ class Host {
 
 int RunHost(const HostOptions& options) {
   CheckOptions(options);
-  SetClockSpeed(options.clock_speed);
+  StartClock(options.clock_speed, options.clock_start_ago_s);
   return Host(options).Run();
 }
 

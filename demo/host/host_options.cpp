@@ -31,6 +31,9 @@ void AddTrafficOptions(CLI::App& app, HostOptions& options) {
       ->check(InRange(0, MOST_SECONDS));
   app.add_option("--clock-speed", options.clock_speed, "the host's seconds per real second")
       ->check(InRange(1, 1000));
+  app.add_option("--clock-start-ago", options.clock_start_ago_s,
+                 "seconds before now at which the host's clock starts")
+      ->check(InRange(0, MOST_SECONDS));
   app.add_option("--timeout", options.timeout_ms, "of a request, milliseconds of the host's clock")
       ->check(InRange(1));
 }
@@ -39,6 +42,8 @@ void AddReportOptions(CLI::App& app, HostOptions& options) {
   AddRepeatedOption(app, "--collect", options.collect_urls, "collect server to report to")
       ->required()
       ->check(UdpUrl());
+  app.add_option("--instance", options.instance,
+                 "what the host is called in its reports; none by default: address and process id");
   app.add_option("--datagram-size", options.datagram_size, "most bytes of a report datagram")
       ->check(InRange(1, static_cast<double>(MAX_UDP_PAYLOAD)));
   app.add_option("--journal", options.journal,

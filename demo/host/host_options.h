@@ -27,7 +27,9 @@ struct HostOptions {
   double rate = 100;
   double duration_s = 0;
   double clock_speed = 1;
+  double clock_start_ago_s = 0;
   int32_t timeout_ms = 3000;
+  std::string instance;
   size_t datagram_size = 1400;
   int32_t judge_period_s = 10;
   int32_t judge_times = 3;

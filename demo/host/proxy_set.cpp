@@ -2,6 +2,8 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
+
 #include "demo/common/udp_socket.h"
 
 namespace demo {
@@ -110,11 +112,16 @@ void ProxySet::TakeBack(size_t proxy) {
   if (--shared.zones_out == 0) m_console.Announce("{} is back in service", shared.name);
 }
 
+int ProxySet::BadCycles(size_t proxy) const {
+  const char* const url = m_proxies[proxy].url.c_str();
+  return std::max(0, m_judge.GetUnavailableTimes(APP_ID, m_zone_id, url));
+}
+
 std::string ProxySet::Describe(size_t proxy) const {
   const std::string& name = m_proxies[proxy].name;
   if (m_members[proxy].state == State::OUT_OF_SERVICE) return name + " out";
   if (m_members[proxy].state == State::ON_TRIAL) return name + " on trial";
-  const int bad = m_judge.GetUnavailableTimes(APP_ID, m_zone_id, m_proxies[proxy].url.c_str());
+  const int bad = BadCycles(proxy);
   return bad > 0 ? fmt::format("{} bad {}/{}", name, bad, m_check_times) : "";
 }
 

@@ -63,6 +63,10 @@ class ProxySet {
 
   int32_t zone_id() const { return m_zone_id; }
 
+  // Not while it is judged unavailable, nor on trial after that.
+  bool IsInService(size_t proxy) const { return m_members[proxy].state == State::IN_SERVICE; }
+  int BadCycles(size_t proxy) const;  // checks in a row
+
   // What is wrong with the proxy, for a person; empty when nothing is.
   std::string Describe(size_t proxy) const;
 

@@ -28,10 +28,12 @@ std::string TableName(int32_t index) {
 }  // namespace
 
 ReportCycle::ReportCycle(const HostOptions& options, const std::vector<Proxy>& proxies,
+                         const std::vector<ProxySet>& proxies_of_zones,
                          KorvainServiceStatisticMgr& statistic_mgr, CollectChannel& channel,
                          OutputFile& journal, Logger& logger)
     : m_options(options),
       m_proxies(proxies),
+      m_proxies_of_zones(proxies_of_zones),
       m_statistic_mgr(statistic_mgr),
       m_channel(channel),
       m_journal(journal) {
@@ -95,20 +97,27 @@ void ReportCycle::ReportAll() {
 
 void ReportCycle::Report(const Zone& zone, int64_t now_ms) {
   const SERVICEAPISTATISTIC& record = *m_statistic_mgr.GetServiceApiStatistic(APP_ID, zone.id);
-  const std::string counts = CountsOf(record);
+  const ProxySet& proxies = m_proxies_of_zones[static_cast<size_t>(zone.id - 1)];
+  const std::string counts = CountsOf(record, proxies);
   m_statistic_mgr.CalculateAverage(APP_ID, zone.id, now_ms / 1000);
 
   ReportSettings settings;
   settings.set_name = m_statistic_mgr.GetSetName(SET_ID);
   settings.app_name = m_statistic_mgr.GetAppName(APP_ID);
   settings.zone_name = m_statistic_mgr.GetZoneName(zone.id);
+  settings.instance = m_options.instance.c_str();
   settings.period_seconds = now_ms / 1000 - zone.period_start_s;
   settings.timestamp_ns = now_ms * NANOSECONDS_PER_MILLISECOND;
+  // Proxies have the slots in which they were registered.
+  settings.access_fields = [&proxies](int32_t slot, const AddField& add) {
+    add("in_service", proxies.IsInService(static_cast<size_t>(slot)) ? 1 : 0);
+    add("bad_cycles", proxies.BadCycles(static_cast<size_t>(slot)));
+  };
   m_channel.Update();
   const std::string server = m_channel.CurrentUrl();
   const bool is_handed_over = m_channel.Send(PackReport(record, settings), m_options.datagram_size);
-  const ReportEntry entry{zone.name, settings.timestamp_ns, settings.period_seconds, server,
-                          is_handed_over};
+  const ReportEntry entry{m_options.instance,      zone.name, settings.timestamp_ns,
+                          settings.period_seconds, server,    is_handed_over};
   m_journal.Write(JournalLine(entry, counts));
 
   m_statistic_mgr.SetLastReportTime(APP_ID, zone.id, now_ms / 1000);

@@ -18,6 +18,7 @@ class ReportCycle {
  public:
   // Prepares the manager and its records and starts their first period. Throws std::runtime_error.
   ReportCycle(const HostOptions& options, const std::vector<Proxy>& proxies,
+              const std::vector<ProxySet>& proxies_of_zones,
               KorvainService::KorvainServiceStatisticMgr& statistic_mgr, CollectChannel& channel,
               OutputFile& journal, KorvainService::Logger& logger);
 
@@ -41,6 +42,7 @@ class ReportCycle {
 
   const HostOptions& m_options;
   const std::vector<Proxy>& m_proxies;
+  const std::vector<ProxySet>& m_proxies_of_zones;
   KorvainService::KorvainServiceStatisticMgr& m_statistic_mgr;
   CollectChannel& m_channel;
   OutputFile& m_journal;

@@ -40,7 +40,7 @@ json Overall(const SERVICEAPISTATISTIC& record) {
 
 }  // namespace
 
-std::string CountsOf(const SERVICEAPISTATISTIC& record) {
+std::string CountsOf(const SERVICEAPISTATISTIC& record, const ProxySet& proxies) {
   json lines = {{"korvain_overall", Overall(record)}};
   for (int32_t i = 0; i < record.nTableCount; ++i) {
     const TABLESTATISTIC& table = record.astTableStatistic[i];
@@ -54,16 +54,16 @@ std::string CountsOf(const SERVICEAPISTATISTIC& record) {
         lines[std::string("korvain_access ") + record.astAccessStatistic[i].stHostInfo.szUrl];
     line = TrafficAndDelays(access);
     line["proxy_system_errors_per_min"] = uint32_t{access.dwProxyReturnSystemErrCountPerMin};
+    line["in_service"] = proxies.IsInService(static_cast<size_t>(i)) ? 1 : 0;
+    line["bad_cycles"] = proxies.BadCycles(static_cast<size_t>(i));
   }
   return lines.dump();
 }
 
 std::string JournalLine(const ReportEntry& entry, const std::string& counts) {
-  const json line = {{"zone", entry.zone},
-                     {"time_ns", entry.time_ns},
-                     {"period_s", entry.period_s},
-                     {"server", entry.server},
-                     {"handed_over", entry.is_handed_over},
+  const json line = {{"instance", entry.instance},  {"zone", entry.zone},
+                     {"time_ns", entry.time_ns},    {"period_s", entry.period_s},
+                     {"server", entry.server},      {"handed_over", entry.is_handed_over},
                      {"lines", json::parse(counts)}};
   return line.dump() + '\n';
 }

@@ -12,6 +12,7 @@
 namespace demo {
 
 struct ReportEntry {
+  std::string instance;  // as given to the host
   std::string zone;
   int64_t time_ns;
   int64_t period_s;
@@ -20,8 +21,8 @@ struct ReportEntry {
 };
 
 // The counts of a record as they are before CalculateAverage, under the names of the fields in
-// which their rates and means arrive: JSON.
-std::string CountsOf(const KorvainService::SERVICEAPISTATISTIC& record);
+// which their rates and means arrive, and what the host adds for each proxy: JSON.
+std::string CountsOf(const KorvainService::SERVICEAPISTATISTIC& record, const ProxySet& proxies);
 
 // A line of JSON for the journal.
 std::string JournalLine(const ReportEntry& entry, const std::string& counts);

@@ -24,9 +24,10 @@ ScaledClock& TheClock() {
 
 namespace demo {
 
-void SetClockSpeed(double speed) {
+void StartClock(double speed, double ago_s) {
   TheClock() = ScaledClock{};
   TheClock().speed = speed;
+  TheClock().wall_start -= std::chrono::milliseconds(static_cast<int64_t>(ago_s * 1000));
 }
 
 }  // namespace demo
