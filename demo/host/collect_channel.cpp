@@ -3,16 +3,15 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-
-#include "line_protocol/report_packer.h"
+#include <utility>
 
 namespace demo {
 
 using namespace KorvainService;
 
-CollectChannel::CollectChannel(const std::vector<std::string>& urls, Logger& logger,
-                               Console& console)
-    : m_urls(urls), m_console(console) {
+CollectChannel::CollectChannel(const std::vector<std::string>& urls,
+                               size_t datagrams_per_millisecond, Logger& logger, Console& console)
+    : m_urls(urls), m_console(console), m_queue(datagrams_per_millisecond) {
   std::vector<const char*> texts;
   for (const std::string& url : urls) texts.push_back(url.c_str());
   m_channel.Init(&logger);
@@ -22,6 +21,14 @@ CollectChannel::CollectChannel(const std::vector<std::string>& urls, Logger& log
 }
 
 void CollectChannel::Update() {
+  FollowServer();
+  m_queue.SendDue(std::chrono::steady_clock::now(), [this](std::string_view datagram) {
+    FollowServer();  // so that a server that has gone costs one datagram
+    return m_channel.Send(datagram.data(), static_cast<int>(datagram.size())) == 0;
+  });
+}
+
+void CollectChannel::FollowServer() {
   m_channel.Update();
   const std::string current = CurrentName();
   if (current == m_last_used || m_channel.GetCurrentUrl() == nullptr) return;
@@ -29,16 +36,13 @@ void CollectChannel::Update() {
   m_last_used = current;
 }
 
-bool CollectChannel::Send(const std::string& report, size_t datagram_size) {
-  const DatagramSplit split = SplitIntoDatagrams(report, datagram_size);
-  bool is_taken = split.lines_left_out == 0;
-  for (const std::string_view datagram : split.datagrams) {
-    const int result = m_channel.Send(datagram.data(), static_cast<int>(datagram.size()));
-    is_taken = is_taken && result == 0;
-  }
-  m_console.Note("report: {} datagrams, {} bytes, {} lines too long, {}", split.datagrams.size(),
-                 report.size(), split.lines_left_out, is_taken ? "handed over" : "LOST");
-  return is_taken;
+void CollectChannel::Send(std::string report, size_t datagram_size,
+                          std::function<void(const Delivery&)> on_delivered) {
+  const size_t bytes = report.size();
+  m_queue.Add(std::move(report), datagram_size, [this, bytes, on_delivered](bool is_taken) {
+    m_console.Note("report: {} bytes, {}", bytes, is_taken ? "handed over" : "LOST");
+    on_delivered({CurrentUrl(), is_taken});
+  });
 }
 
 std::string CollectChannel::CurrentName() const {

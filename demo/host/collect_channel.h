@@ -3,34 +3,47 @@
 #define KORVAIN_DEMO_COLLECT_CHANNEL_H_
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "demo/common/console.h"
+#include "demo/host/datagram_queue.h"
 #include "service_api/korvain_service_statistic.h"
 
 namespace demo {
 
+// What becomes of a report.
+struct Delivery {
+  std::string server;   // to which the end of it went; empty: to none
+  bool is_handed_over;  // the kernel took all of it
+};
+
 // A server that has gone is left as soon as the network says so.
 class CollectChannel {
  public:
-  CollectChannel(const std::vector<std::string>& urls, KorvainService::Logger& logger,
-                 Console& console);
+  CollectChannel(const std::vector<std::string>& urls, size_t datagrams_per_millisecond,
+                 KorvainService::Logger& logger, Console& console);
 
-  // To be called in every round, and before a report, which a server that has gone would cost.
+  // To be called in every round: sends what is due.
   void Update();
 
-  // Sends the datagrams of a report. Whether the kernel took them all.
-  bool Send(const std::string& report, size_t datagram_size);
+  // Sends the report in this round and, if it is long, some more.
+  void Send(std::string report, size_t datagram_size,
+            std::function<void(const Delivery&)> on_delivered);
+  bool IsIdle() const { return m_queue.IsEmpty(); }
 
   // Collect servers are called by their place in the list; "none" while the channel is closed.
   std::string CurrentName() const;
   std::string CurrentUrl() const;  // empty then
 
  private:
+  void FollowServer();
+
   const std::vector<std::string> m_urls;
   Console& m_console;
   KorvainService::UDPClientMgr m_channel;
+  DatagramQueue m_queue;
   std::string m_last_used;
 };
 

@@ -40,7 +40,7 @@ class Host {
         m_summary(options.summary, OutputFile::REPLACED, m_console.Complainer()),
         m_proxies(MakeProxies(options.proxy_urls)),
         m_judge(&m_logger),
-        m_channel(options.collect_urls, m_logger, m_console),
+        m_channel(options.collect_urls, options.datagrams_per_ms, m_logger, m_console),
         m_zones(MakeZones()),
         m_reports(options, m_proxies, m_zones, m_statistic_mgr, m_channel, m_journal, m_logger),
         m_traffic(options, m_proxies, m_zones, m_statistic_mgr, m_logger) {}
@@ -51,6 +51,7 @@ class Host {
     m_is_stopped = false;  // one more signal ends the waiting
     while (!(m_traffic.IsSettled() || m_is_stopped) || !m_reports.CanReportAll()) RunOnce(false);
     m_reports.ReportAll();
+    while (!m_channel.IsIdle()) RunOnce(false);
     Conclude();
     return 0;
   }

@@ -17,6 +17,7 @@ namespace {
 
 constexpr int32_t MOST_ZONES = 64;
 constexpr int32_t MOST_SECONDS = 1000000;
+constexpr int32_t MOST_DATAGRAMS_PER_MS = 100000;  // no limit, in practice
 
 void AddTrafficOptions(CLI::App& app, HostOptions& options) {
   AddRepeatedOption(app, "--proxy", options.proxy_urls, "proxy to send requests to")
@@ -46,6 +47,9 @@ void AddReportOptions(CLI::App& app, HostOptions& options) {
                  "what the host is called in its reports; none by default: address and process id");
   app.add_option("--datagram-size", options.datagram_size, "most bytes of a report datagram")
       ->check(InRange(1, static_cast<double>(MAX_UDP_PAYLOAD)));
+  app.add_option("--datagrams-per-ms", options.datagrams_per_ms,
+                 "most report datagrams sent in a millisecond")
+      ->check(InRange(1, MOST_DATAGRAMS_PER_MS));
   app.add_option("--journal", options.journal,
                  "file for the counts of each report, JSON; none by default");
   app.add_option("--summary", options.summary, "file for the final counts, JSON; none by default");

@@ -31,6 +31,7 @@ struct HostOptions {
   int32_t timeout_ms = 3000;
   std::string instance;
   size_t datagram_size = 1400;
+  size_t datagrams_per_ms = 8;
   int32_t judge_period_s = 10;
   int32_t judge_times = 3;
   int32_t judge_threshold = 90;

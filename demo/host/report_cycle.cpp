@@ -113,12 +113,11 @@ void ReportCycle::Report(const Zone& zone, int64_t now_ms) {
     add("in_service", proxies.IsInService(static_cast<size_t>(slot)) ? 1 : 0);
     add("bad_cycles", proxies.BadCycles(static_cast<size_t>(slot)));
   };
-  m_channel.Update();
-  const std::string server = m_channel.CurrentUrl();
-  const bool is_handed_over = m_channel.Send(PackReport(record, settings), m_options.datagram_size);
-  const ReportEntry entry{m_options.instance,      zone.name, settings.timestamp_ns,
-                          settings.period_seconds, server,    is_handed_over};
-  m_journal.Write(JournalLine(entry, counts));
+  const ReportEntry entry{m_options.instance, zone.name, settings.timestamp_ns,
+                          settings.period_seconds, counts};
+  m_channel.Send(
+      PackReport(record, settings), m_options.datagram_size,
+      [this, entry](const Delivery& delivery) { m_journal.Write(JournalLine(entry, delivery)); });
 
   m_statistic_mgr.SetLastReportTime(APP_ID, zone.id, now_ms / 1000);
   m_statistic_mgr.Reset(APP_ID, zone.id);

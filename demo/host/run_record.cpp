@@ -60,11 +60,11 @@ std::string CountsOf(const SERVICEAPISTATISTIC& record, const ProxySet& proxies)
   return lines.dump();
 }
 
-std::string JournalLine(const ReportEntry& entry, const std::string& counts) {
-  const json line = {{"instance", entry.instance},  {"zone", entry.zone},
-                     {"time_ns", entry.time_ns},    {"period_s", entry.period_s},
-                     {"server", entry.server},      {"handed_over", entry.is_handed_over},
-                     {"lines", json::parse(counts)}};
+std::string JournalLine(const ReportEntry& entry, const Delivery& delivery) {
+  const json line = {{"instance", entry.instance},        {"zone", entry.zone},
+                     {"time_ns", entry.time_ns},          {"period_s", entry.period_s},
+                     {"server", delivery.server},         {"handed_over", delivery.is_handed_over},
+                     {"lines", json::parse(entry.counts)}};
   return line.dump() + '\n';
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "demo/host/collect_channel.h"
 #include "demo/host/proxy_set.h"
 #include "service_api/service_api_statistic.h"
 
@@ -16,8 +17,7 @@ struct ReportEntry {
   std::string zone;
   int64_t time_ns;
   int64_t period_s;
-  std::string server;  // to which the report went; empty: to none
-  bool is_handed_over;
+  std::string counts;  // see CountsOf
 };
 
 // The counts of a record as they are before CalculateAverage, under the names of the fields in
@@ -25,7 +25,7 @@ struct ReportEntry {
 std::string CountsOf(const KorvainService::SERVICEAPISTATISTIC& record, const ProxySet& proxies);
 
 // A line of JSON for the journal.
-std::string JournalLine(const ReportEntry& entry, const std::string& counts);
+std::string JournalLine(const ReportEntry& entry, const Delivery& delivery);
 
 // A line of JSON for each proxy: what the host itself has counted of it.
 std::string SummaryLines(const std::vector<Proxy>& proxies);
