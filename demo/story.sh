@@ -81,13 +81,18 @@ start_server() {
   url=$(<"$work/$1.ready")
 }
 
-start_servers() {
-  local i faults=(drop errors drop drop) delays=(15 9 18 7)
-  collect_urls=() collect_pids=() proxy_urls=() proxy_pids=()
+start_collect_servers() {
+  local i
+  collect_urls=() collect_pids=()
   for i in 1 2; do
     start_server "collect-$i" collect_server --file "$work/collect-$i"
     collect_urls+=("$url") collect_pids+=("$started")
   done
+}
+
+start_proxies() {
+  local i faults=(drop errors drop drop) delays=(15 9 18 7)
+  proxy_urls=() proxy_pids=()
   for i in 0 1 2 3; do
     start_server "proxy-$((i + 1))" sim_proxy --summary "$work/proxy-$((i + 1))" \
       --delay-mean "${delays[i]}" --fault "${faults[i]}"
@@ -147,7 +152,8 @@ kill_server_in_use() {
 }
 
 play_story() {
-  start_servers
+  start_collect_servers
+  start_proxies
   wait_for_quarter_past
   start_host
   pause "$calm"

@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Installs what a command of the README needs and the machine lacks:
-# install_deps.sh demo|test|bench|coverage|fuzz
+# install_deps.sh demo|database|test|bench|coverage|fuzz
 set -euo pipefail
 
 packages=(g++ cmake make)
 optional=()
 case "${1:-}" in
   demo) packages+=(libcli11-dev libfmt-dev nlohmann-json3-dev) ;;
+  database)
+    packages+=(libcli11-dev libfmt-dev nlohmann-json3-dev victoria-metrics gnuplot-nox curl)
+    ;;
   bench) packages+=(libbenchmark-dev libabsl-dev libboost-dev prometheus-cpp-dev valgrind) ;;
   test)
     packages+=(clang pkg-config libcli11-dev libfmt-dev nlohmann-json3-dev libgtest-dev
@@ -20,7 +23,7 @@ case "${1:-}" in
     ;;
   fuzz) packages+=(clang libgtest-dev) ;;
   *)
-    echo "usage: $0 demo|test|bench|coverage|fuzz" >&2
+    echo "usage: $0 demo|database|test|bench|coverage|fuzz" >&2
     exit 2
     ;;
 esac
@@ -63,13 +66,33 @@ install() {
     apt-get install -y -qq --no-install-recommends "$@" >/dev/null
 }
 
+# The database's package has its server started, now and at every boot. Only the programs are
+# wanted, so nothing may be started meanwhile (unless the machine has a policy of its own), and the
+# server is not to come back.
+policy=/usr/sbin/policy-rc.d
+brings_database() { [[ " ${missing[*]} " == *" victoria-metrics "* ]]; }
+forbid_servers() {
+  [ ! -e "$policy" ] || return 0
+  trap '${as_root[@]+"${as_root[@]}"} rm -f "$policy"' EXIT
+  printf '#!/bin/sh\nexit 101\n' | ${as_root[@]+"${as_root[@]}"} tee "$policy" >/dev/null
+  ${as_root[@]+"${as_root[@]}"} chmod 755 "$policy"
+}
+disable_database() {
+  ${as_root[@]+"${as_root[@]}"} update-rc.d victoria-metrics disable >/dev/null
+  if [ -d /run/systemd/system ]; then
+    ${as_root[@]+"${as_root[@]}"} systemctl disable --now --quiet victoria-metrics.service
+  fi
+}
+
 echo "Installing: ${missing[*]} ${missing_optional[*]}"
+if brings_database; then forbid_servers; fi
 # An old list may still do.
 ${as_root[@]+"${as_root[@]}"} apt-get update -qq || echo "The package lists could not be updated"
 if [ ${#missing[@]} -gt 0 ] && ! install "${missing[@]}"; then
   echo "These packages are needed and could not be installed: ${missing[*]}" >&2
   exit 1
 fi
+if brings_database; then disable_database; fi
 # One by one, since each may have gone from the archive, or not fit this machine.
 for package in ${missing_optional[@]+"${missing_optional[@]}"}; do
   install "$package" || echo "Not to be had, done without: $package"

@@ -5,10 +5,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <functional>
 #include <limits>
 #include <nlohmann/json.hpp>
-#include <optional>
 
 #include "demo/common/command_line.h"
 
@@ -27,6 +25,8 @@ void ReadLines(const std::string& path, const std::function<void(const std::stri
   if (!file.eof()) throw UsageError(fmt::format("cannot read {}: {}", path, strerror(errno)));
 }
 
+}  // namespace
+
 void ReadJsonLines(const std::string& path, const std::function<void(const json&)>& take) {
   size_t number = 0;
   ReadLines(path, [&](const std::string& line) {
@@ -39,6 +39,8 @@ void ReadJsonLines(const std::string& path, const std::function<void(const json&
   });
   if (number == 0) throw UsageError(fmt::format("{} is empty", path));
 }
+
+namespace {
 
 int64_t ReadNumber(const json& value, const std::string& name, int64_t min, int64_t max) {
   const bool is_too_great = value.is_number_unsigned() && value.get<uint64_t>() > INT64_MAX;
@@ -68,6 +70,8 @@ Numbers ReadNumbers(const json& object) {
 
 JournalReport ReadJournalReport(const json& entry) {
   JournalReport report;
+  report.instance = entry.at("instance").get<std::string>();
+  report.server = entry.at("server").get<std::string>();
   report.id = {entry.at("zone").get<std::string>(),
                ReadNumber(entry.at("time_ns"), "time_ns", 0, INT64_MAX)};
   report.period_s = ReadNumber(entry.at("period_s"), "period_s", 1, INT32_MAX);
@@ -89,12 +93,22 @@ std::map<std::string, Numbers> ReadSummaries(const std::vector<std::string>& pat
   return by_url;
 }
 
+}  // namespace
+
 std::optional<std::string> KeyOf(const ReportLine& line) {
   if (line.measurement == "korvain_overall") return line.measurement;
   if (line.measurement == "korvain_table") return line.measurement + ' ' + line.Tag("table");
   if (line.measurement == "korvain_access") return line.measurement + ' ' + line.Tag("url");
   return std::nullopt;
 }
+
+std::vector<JournalReport> ReadJournal(const std::string& path) {
+  std::vector<JournalReport> journal;
+  ReadJsonLines(path, [&](const json& line) { journal.push_back(ReadJournalReport(line)); });
+  return journal;
+}
+
+namespace {
 
 CollectedFile ReadCollected(const std::string& path) {
   CollectedFile file;
@@ -121,8 +135,7 @@ int64_t NumberOf(const Numbers& numbers, const std::string& name) {
 
 RecordedRun ReadRun(const RunFiles& files) {
   RecordedRun run;
-  ReadJsonLines(files.journal,
-                [&](const json& line) { run.journal.push_back(ReadJournalReport(line)); });
+  run.journal = ReadJournal(files.journal);
   run.by_host = ReadSummaries({files.host_summary});
   run.by_proxies = ReadSummaries(files.proxy_summaries);
   for (const auto& [url, numbers] : run.by_host) {

@@ -4,7 +4,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,8 +25,10 @@ int64_t NumberOf(const Numbers& numbers, const std::string& name);
 
 // One report as the host wrote it down: raw counts and sums.
 struct JournalReport {
+  std::string instance;
   ReportId id;
-  int64_t period_s;  // 1 to INT32_MAX
+  int64_t period_s;    // 1 to INT32_MAX
+  std::string server;  // to which the end of it went; empty: to none
   bool is_handed_over;
   std::map<std::string, Numbers> lines;  // by measurement and what distinguishes its lines
 };
@@ -55,6 +60,13 @@ struct RunFiles {
 // and for journals and summaries that make no sense. Collected lines that make none are counted:
 // they come from the network.
 RecordedRun ReadRun(const RunFiles& files);
+
+// The parts of that.
+void ReadJsonLines(const std::string& path, const std::function<void(const nlohmann::json&)>& take);
+std::vector<JournalReport> ReadJournal(const std::string& path);
+
+// By what a report's lines are told apart; nothing for lines of no report.
+std::optional<std::string> KeyOf(const ReportLine& line);
 
 }  // namespace demo
 
