@@ -8,7 +8,6 @@ set -euo pipefail
 repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 readonly repository
 readonly output=$repository/build/database_demo
-readonly build=$repository/build/demo
 
 usage() {
   cat <<END
@@ -40,48 +39,15 @@ source "$repository/demo/story.sh"
 source "$repository/demo/database/servers.sh"
 # shellcheck source=../demo/database/story.sh
 source "$repository/demo/database/story.sh"
+# shellcheck source=../demo/database/run.sh
+source "$repository/demo/database/run.sh"
 # shellcheck source=../demo/database/results.sh
 source "$repository/demo/database/results.sh"
 
-mkdir -p "$output"
-work=$(mktemp -d)
-readonly work
 log=$output/demo.log
-
-finish() {
-  local status=$?
-  trap - EXIT INT TERM PIPE
-  kill_everything
-  if ((status == 0 || status > 128)); then # over or interrupted
-    rm -rf "$work"
-  else
-    printf 'The files of this run are kept in %s, the log is %s\n' "$work" "$log" >&2
-  fi
-  exit "$status"
-}
-trap finish EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM
-trap 'exit 141' PIPE
-
-build_programs() {
-  "$repository/scripts/install_deps.sh" database
-  echo "building, which takes about a minute the first time"
-  {
-    cmake -S "$repository" -B "$build" -DCMAKE_BUILD_TYPE=Release \
-      -DKORVAIN_STATISTIC_BUILD_TESTS=OFF -DKORVAIN_STATISTIC_BUILD_BENCHMARKS=OFF \
-      -DKORVAIN_STATISTIC_BUILD_EXAMPLES=ON &&
-      cmake --build "$build" --parallel 2
-  } >"$work/build.log" 2>&1 || {
-    cat "$work/build.log" >&2
-    fail "the build has failed"
-  }
-  programs=$build/demo
-}
+prepare_run
 
 main() {
-  if [[ -z $programs ]]; then build_programs; fi
-  : >"$log"
   SECONDS=0
   say "A database, two agents as collect servers, four proxies, and two hosts whose clocks run" \
     "$clock_speed times as fast as real time, from the past to now."

@@ -1,0 +1,112 @@
+#!/usr/bin/env bash
+# Measures what one agent in front of a database takes on this machine without a loss: the burst of
+# full reports, unpaced and paced, and the reports of more and more service APIs. Loopback only.
+set -euo pipefail
+
+repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+readonly repository
+readonly output=$repository/build/database_demo
+
+usage() {
+  cat <<END
+usage: scripts/collect_load.sh [--programs DIRECTORY] [SERVICES...]
+  --programs DIRECTORY  use the programs there instead of building them
+  SERVICES              numbers of service APIs to play; default: 2000 4000 8000 16000
+END
+}
+
+verbose=""
+programs=""
+services=()
+while (($# > 0)); do
+  case $1 in
+    --help) usage && exit 0 ;;
+    --programs)
+      (($# > 1)) || { echo "collect_load.sh: $1 needs a value" >&2 && exit 2; }
+      programs=$2
+      shift 2
+      ;;
+    *[!0-9]*) echo "collect_load.sh: unknown argument $1 (see --help)" >&2 && exit 2 ;;
+    *) services+=("$1") && shift ;;
+  esac
+done
+if ((${#services[@]} == 0)); then services=(2000 4000 8000 16000); fi
+
+# shellcheck source=../demo/story.sh
+source "$repository/demo/story.sh"
+# shellcheck source=../demo/database/servers.sh
+source "$repository/demo/database/servers.sh"
+# shellcheck source=../demo/database/run.sh
+source "$repository/demo/database/run.sh"
+
+log=$output/load.log
+prepare_run
+
+lines_taken() { metric_of "$agent_url" 'vm_protoparser_rows_read_total{type="influx"}'; }
+
+# Hundredths of a second of a processor that a process has used; 0 for one that has ended.
+cpu_used() { if [ -e "/proc/$1" ]; then awk '{ print $14 + $15 }' "/proc/$1/stat"; else echo 0; fi; }
+
+# loss SENT TAKEN: in percent.
+loss() { awk -v sent="$1" -v taken="$2" 'BEGIN { printf "%.1f", 100 * (sent - taken) / sent }'; }
+
+# Nothing answers there; the host only reports them.
+write_proxies() {
+  local i
+  for i in {0..255}; do printf -- '--proxy\nudp://127.9.9.%d:9\n' "$i"; done
+}
+
+# burst DATAGRAMS-A-MS DATAGRAM-SIZE: a host reports 8 full zones at once, some times over.
+burst() {
+  local before sent taken arguments reports
+  before=$(lines_taken)
+  mapfile -t arguments < <(write_proxies)
+  "$programs/demo_host" "${arguments[@]}" --collect "$agent_udp" --zones 8 --tables 256 --rate 1 \
+    --clock-speed 60 --timeout 1000 --duration 3 --datagrams-per-ms "$1" --datagram-size "$2" \
+    --journal "$work/journal" --log "$log" >/dev/null
+  sleep 1
+  reports=$(grep -c '"handed_over":true' "$work/journal")
+  sent=$((reports * (1 + 256 + 256)))
+  taken=$(($(lines_taken) - before))
+  printf '%17d %16d %9d %9d %8d %7s\n' "$1" "$2" "$reports" "$sent" "$taken" "$(loss "$sent" "$taken")"
+}
+
+number_in() { grep -o "\"$1\":[0-9]*" "$work/sent" | cut -d : -f 2; }
+
+# play COUNT: so many service APIs for a part of their period.
+play() {
+  local before agent_before database_before seconds=8 lines taken
+  before=$(lines_taken)
+  agent_before=$(cpu_used "$agent_pid") database_before=$(cpu_used "$database_pid")
+  "$programs/report_load" --collect "$agent_udp" --services "$1" --duration "$seconds" >"$work/sent"
+  sleep 1
+  lines=$(number_in lines)
+  taken=$(($(lines_taken) - before))
+  printf '%8d %9d %11d %9d %9d %8d %7s %8d %11d\n' "$1" $(($(number_in reports) / seconds)) \
+    $(($(number_in datagrams) / seconds)) $(($(number_in bytes) / seconds)) "$lines" "$taken" \
+    "$(loss "$lines" "$taken")" $((($(cpu_used "$agent_pid") - agent_before) / seconds)) \
+    $((($(cpu_used "$database_pid") - database_before) / seconds))
+}
+
+main() {
+  local count
+  start_database
+  start_agent collect-1
+  agent_pid=$started agent_udp=$url
+  printf 'A host reports 8 zones of 256 tables and 256 accesses at once:\n'
+  printf 'datagrams a ms at most   bytes at most   reports lines sent    taken  loss %%\n'
+  burst 100000 1400
+  burst 8 1400
+  burst 100000 60000
+  burst 8 60000
+  burst 1 60000
+  printf '\nService APIs with 2 zones of 8 tables and 16 accesses that report every 60 s, %s\n' \
+    "spread over that time:"
+  printf 'services reports/s datagrams/s   bytes/s     lines    taken  loss %%  agent %% database %%\n'
+  for count in "${services[@]}"; do play "$count"; done
+  printf 'The same while the database is stopped and the agent keeps all on disk:\n'
+  stop "$database_pid"
+  for count in "${services[@]}"; do play "$count"; done
+}
+
+main
