@@ -21,7 +21,8 @@ expect_refusal() {
     complain "$*: status $status, said: $errors"
 }
 
-for program in sim_proxy collect_server demo_host report_check database_check series_table; do
+for program in sim_proxy collect_server demo_host report_check database_check series_table \
+  report_load; do
   help=$("$programs/$program" --help) || complain "$program --help: status $?"
   # Each option that takes a value has a default, says that it has none or is required.
   options=$(sed -n '/^Options/,/^$/p' <<<"$help" | sed -z 's/\n \{8,\}/ /g' | grep -E '^ +--')
