@@ -88,4 +88,9 @@ expect 1 "sum up to 31, not 30" "a sum" sums 's/"30"/"31"/'
 expect 1 "sum up to 30, not 28" "a report too old for the sum" a '3s/300000000000/189000000000/'
 expect 2 "not a stamp for each value" "an answer that is none" export '1s/,300000//'
 
+# What is documented is what the demo asks.
+repository=$(dirname "${BASH_SOURCE[0]}")/../..
+grep -qF "$(<"$repository/demo/database/sum_of_instances.query")" "$repository/docs/scaling.md" ||
+  { echo "docs/scaling.md shows another query" && failures=$((failures + 1)); }
+
 ((failures == 0))
