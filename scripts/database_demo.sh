@@ -53,7 +53,7 @@ main() {
     "$clock_speed times as fast as real time, from the past to now."
   play_database_story
   say "Does the database hold what the hosts have journalled?"
-  read_back
+  wait_for_the_last
   local status=0
   check_database | tee -a "$log" || status=$?
   draw_report

@@ -13,6 +13,13 @@ read_back() {
     --data-urlencode "query@$repository/demo/database/sum_of_instances.query" --output "$work/sums"
 }
 
+# An agent tries again after 2, 4, 8 s what the database did not take, and does not count it as
+# pending meanwhile. So the answer is read back until it agrees, as long as it still may.
+wait_for_the_last() {
+  local tries=12
+  while read_back && ! check_database >/dev/null && ((tries-- > 0)); do sleep 1; done
+}
+
 check_database() {
   "$programs/database_check" --journal "$work/shop-1" --journal "$work/shop-2" \
     --export "$work/export" --sums "$work/sums" --killed "$killed_url"

@@ -53,8 +53,3 @@ start_agent() {
 metric_of() {
   ask "$1/metrics" | awk -v name="$2" 'index($1, name) == 1 { sum += $NF } END { printf "%d\n", sum }'
 }
-
-has_passed_all_on() {
-  [[ $(metric_of "$1" vmagent_remotewrite_pending_data_bytes) == 0 &&
-    $(metric_of "$1" vm_persistentqueue_bytes_pending) == 0 ]]
-}
