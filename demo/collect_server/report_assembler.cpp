@@ -1,7 +1,5 @@
 #include "demo/collect_server/report_assembler.h"
 
-#include <fmt/core.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
@@ -14,8 +12,8 @@ constexpr std::chrono::seconds LONGEST_WAIT(1);
 
 // What all lines of a report have in common.
 std::string KeyOf(const std::string& from, const ReportLine& line) {
-  return fmt::format("{} {} {} {}", from, line.timestamp_ns, line.Tag("instance"),
-                     line.Tag("zone"));
+  return from + ' ' + std::to_string(line.timestamp_ns) + ' ' + line.Tag("instance") + ' ' +
+         line.Tag("zone");
 }
 
 }  // namespace
