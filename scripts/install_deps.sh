@@ -16,12 +16,16 @@ case "${1:-}" in
       libbenchmark-dev libabsl-dev libboost-dev prometheus-cpp-dev)
     # The tools whose verdict depends on their version; newer systems may not have this one.
     optional+=(clang-format-14 clang-tidy-14 gcovr)
+    optional+=(libclang-rt-dev) # clang's sanitizers, which older systems have with clang itself
     ;;
   coverage)
     packages+=(libgtest-dev)
     optional+=(gcovr)
     ;;
-  fuzz) packages+=(clang libgtest-dev) ;;
+  fuzz)
+    packages+=(clang libgtest-dev)
+    optional+=(libclang-rt-dev)
+    ;;
   *)
     echo "usage: $0 demo|database|test|bench|coverage|fuzz" >&2
     exit 2
