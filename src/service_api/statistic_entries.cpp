@@ -72,9 +72,8 @@ void KorvainServiceStatisticMgr::ClearAccess(int32_t zone_id) {
 
 ACCESSRUNSTATUS* KorvainServiceStatisticMgr::GetAccessRunStatus(SERVICEAPISTATISTIC& statistic,
                                                                 int32_t ip, int32_t port) {
-  const int index = FindAccessIndex(statistic.iZoneID, ip, port);
-  if (index < 0 || index >= statistic.iAccessCount) return nullptr;
-  return &statistic.astAccessStatistic[index].stAccessRunStatus;
+  const StatisticAccessInfo access{statistic.iZoneID, ip, port};
+  return HashedAccess(statistic, access, StatisticAccessInfoHash()(access));
 }
 
 ACCESSRUNSTATUS* KorvainServiceStatisticMgr::GetAccessRunStatus(int app_id, int zone_id, int32_t ip,

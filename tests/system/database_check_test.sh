@@ -52,22 +52,8 @@ check() {
     --sums "$work/sums" --killed $first
 }
 
-# expect STATUS TEXT WHAT FILE SED-PROGRAM: checks the run with the file so changed.
-expect() {
-  local expected=$1 text=$2 what=$3 file=$4 program=$5 output status=0
-  cp "$work/$file" "$work/kept"
-  sed -i -E "$program" "$work/$file"
-  if cmp -s "$work/kept" "$work/$file"; then
-    echo "$what: nothing was falsified"
-    failures=$((failures + 1))
-  fi
-  output=$(check 2>&1) || status=$?
-  mv "$work/kept" "$work/$file"
-  if ((status != expected)) || ! grep -qF -- "$text" <<<"$output"; then
-    printf '%s: status %d, said: %s\n' "$what" "$status" "$output"
-    failures=$((failures + 1))
-  fi
-}
+# shellcheck source=falsify.sh
+source "$(dirname "${BASH_SOURCE[0]}")/falsify.sh"
 
 write_run
 check
