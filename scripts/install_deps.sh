@@ -6,13 +6,14 @@ set -euo pipefail
 packages=(g++ cmake make)
 optional=()
 case "${1:-}" in
-  demo) packages+=(libcli11-dev libfmt-dev nlohmann-json3-dev) ;;
+  demo) packages+=(libcli11-dev libfmt-dev nlohmann-json3-dev python3) ;;
   database)
-    packages+=(libcli11-dev libfmt-dev nlohmann-json3-dev victoria-metrics gnuplot-nox curl)
+    packages+=(libcli11-dev libfmt-dev nlohmann-json3-dev python3 victoria-metrics gnuplot-nox
+      curl)
     ;;
   bench) packages+=(libbenchmark-dev libabsl-dev libboost-dev prometheus-cpp-dev valgrind) ;;
   test)
-    packages+=(clang pkg-config libcli11-dev libfmt-dev nlohmann-json3-dev libgtest-dev
+    packages+=(clang pkg-config libcli11-dev libfmt-dev nlohmann-json3-dev python3 libgtest-dev
       libbenchmark-dev libabsl-dev libboost-dev prometheus-cpp-dev)
     # The tools whose verdict depends on their version; newer systems may not have this one.
     optional+=(clang-format-14 clang-tidy-14 gcovr)
