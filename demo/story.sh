@@ -4,7 +4,9 @@
 # answers with errors, and then the collect server in use is killed.
 #
 # Expects in $programs the directory of the programs, in $work one for the files of the run, in $log
-# a file, and in $verbose "--verbose" or nothing.
+# a file, and in $verbose "--verbose" or nothing. The checkers are in $checks.
+checks=$(cd "$(dirname "${BASH_SOURCE[0]}")/checks" && pwd)
+readonly checks
 
 # For the person who watches, and the log. One write a line.
 say() {
@@ -167,7 +169,7 @@ check_story() {
   local arguments=() i
   for i in 1 2; do arguments+=(--collected "$work/collect-$i"); done
   for i in 1 2 3 4; do arguments+=(--proxy-summary "$work/proxy-$i"); done
-  "$programs/report_check" --journal "$work/journal" --host-summary "$work/host" \
+  "$checks/report_check.py" --journal "$work/journal" --host-summary "$work/host" \
     "${arguments[@]}" --clock-speed "$clock_speed" --delay-tolerance "$delay_tolerance" \
     --expect-unavailable "${proxy_urls[0]}" --expect-unavailable "${proxy_urls[1]}"
 }

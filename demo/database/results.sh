@@ -21,7 +21,7 @@ wait_for_the_last() {
 }
 
 check_database() {
-  "$programs/database_check" --journal "$work/shop-1" --journal "$work/shop-2" \
+  "$checks/database_check.py" --journal "$work/shop-1" --journal "$work/shop-2" \
     --export "$work/export" --sums "$work/sums" --killed "$killed_url"
 }
 
@@ -29,7 +29,7 @@ check_database() {
 query_table() {
   ask --get "$database_url/api/v1/query_range" --data-urlencode "query=$2" \
     --data-urlencode "start=$first" --data-urlencode "end=$last" --data-urlencode "step=10s" |
-    "$programs/series_table" --label server --column proxy-1 --column proxy-2 --column proxy-3 \
+    "$checks/series_table.py" --label server --column proxy-1 --column proxy-2 --column proxy-3 \
       --column proxy-4 >"$work/$1"
 }
 

@@ -4,6 +4,7 @@
 # Usage: arguments_test.sh DIRECTORY-OF-THE-PROGRAMS
 set -u
 programs=$1
+checks=$(cd "$(dirname "${BASH_SOURCE[0]}")/../../demo/checks" && pwd)
 failures=0
 
 complain() {
@@ -11,19 +12,26 @@ complain() {
   failures=$((failures + 1))
 }
 
+# run PROGRAM ARGUMENTS...
+run() {
+  local directory=$programs
+  if [[ $1 == *.py ]]; then directory=$checks; fi
+  "$directory/$1" "${@:2}"
+}
+
 # expect_refusal CULPRIT PROGRAM ARGUMENTS...
 expect_refusal() {
   local culprit=$1 errors status
   shift
-  errors=$("$programs/$1" "${@:2}" 2>&1 >/dev/null)
+  errors=$(run "$@" 2>&1 >/dev/null)
   status=$?
   [[ $status -eq 2 && $(wc -l <<<"$errors") -eq 1 && $errors == *"$culprit"* ]] ||
     complain "$*: status $status, said: $errors"
 }
 
-for program in sim_proxy collect_server demo_host report_check database_check series_table \
-  report_load; do
-  help=$("$programs/$program" --help) || complain "$program --help: status $?"
+for program in sim_proxy collect_server demo_host report_check.py database_check.py \
+  series_table.py report_load; do
+  help=$(run "$program" --help) || complain "$program --help: status $?"
   # Each option that takes a value has a default, says that it has none or is required.
   options=$(sed -n '/^Options/,/^$/p' <<<"$help" | sed -z 's/\n \{8,\}/ /g' | grep -E '^ +--')
   undocumented=$(grep -E -- '--[a-z-]+ (TEXT|INT|UINT|FLOAT)' <<<"$options" |
@@ -50,6 +58,13 @@ expect_refusal --judge-threshold "${host[@]}" --judge-threshold 59
 expect_refusal --datagram-size "${host[@]}" --datagram-size 65508
 expect_refusal --delay-mean sim_proxy --delay-mean -1
 expect_refusal --fault sim_proxy --fault sulk
-expect_refusal --clock-speed report_check --clock-speed 0
+for speed in 0 1001 nan +2 1_0 ""; do
+  expect_refusal "--clock-speed: '$speed'" report_check.py --clock-speed "$speed"
+done
+expect_refusal --no-such-option report_check.py --clock-speed 0 --no-such-option --journal
+expect_refusal "--journal is given twice" report_check.py --journal a --journal b
+expect_refusal "'udp://127.0.0.256:1'" database_check.py --killed udp://127.0.0.256:1
+expect_refusal "cannot read /no/such/file" database_check.py --journal / --export /no/such/file \
+  --sums / --killed udp://127.0.0.1:1
 
 [ "$failures" -eq 0 ]

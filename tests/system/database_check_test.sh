@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Gives the checker of the database an answer that agrees with two journals, and then one that is
 # falsified in one place at a time: each time it must find just that.
-# Usage: database_check_test.sh DIRECTORY-OF-THE-PROGRAMS
+# Usage: database_check_test.sh
 set -euo pipefail
-programs=$1
+repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failures=0
@@ -48,8 +48,8 @@ write_run() {
 }
 
 check() {
-  "$programs/database_check" --journal "$work/a" --journal "$work/b" --export "$work/export" \
-    --sums "$work/sums" --killed $first
+  "$repository/demo/checks/database_check.py" --journal "$work/a" --journal "$work/b" \
+    --export "$work/export" --sums "$work/sums" --killed $first
 }
 
 # shellcheck source=falsify.sh
@@ -73,9 +73,22 @@ expect 1 "nobody sent this line" "an instance that nobody is" export \
 expect 1 "sum up to 31, not 30" "a sum" sums 's/"30"/"31"/'
 expect 1 "sum up to 30, not 28" "a report too old for the sum" a '3s/300000000000/189000000000/'
 expect 2 "not a stamp for each value" "an answer that is none" export '1s/,300000//'
+expect 2 "holds no sums" "an answer without sums" sums 's/\[\{.*\]\}\}/[]}}/'
+
+# table ANSWER TABLE
+table() {
+  local result
+  result=$("$repository/demo/checks/series_table.py" --label server --column b --column a \
+    2>&1 <<<"$1") || true
+  [[ $result == "$2" ]] || { echo "the table of $1: $result" && failures=$((failures + 1)); }
+}
+table '{"data":{"result":[{"metric":{"server":"a"},"values":[[20,"1.5"],[10,"2"]]},
+  {"metric":{"server":"b"},"values":[[20,"7"]]}]}}' $'10 NaN 2\n20 7 1.5'
+table '{"data":{"result":[]}}' "series_table.py: the answer holds no values"
+table '{"data":{"result":[{"metric":{"server":"a"},"values":[[true,"1"]]}]}}' \
+  'series_table.py: not the answer to a range query: [true, "1"] is not a time and a value'
 
 # What is documented is what the demo asks.
-repository=$(dirname "${BASH_SOURCE[0]}")/../..
 grep -qF "$(<"$repository/demo/database/sum_of_instances.query")" "$repository/docs/scaling.md" ||
   { echo "docs/scaling.md shows another query" && failures=$((failures + 1)); }
 

@@ -8,9 +8,10 @@ verbose=""
 work=$(mktemp -d)
 log=$work/log
 failures=0
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
 # shellcheck source=../../demo/story.sh
-source "$(dirname "${BASH_SOURCE[0]}")/../../demo/story.sh"
+source "$here/../../demo/story.sh"
 
 finish() {
   local status=$?
@@ -27,7 +28,7 @@ trap 'exit 143' TERM
 check() { check_story; }
 
 # shellcheck source=falsify.sh
-source "$(dirname "${BASH_SOURCE[0]}")/falsify.sh"
+source "$here/falsify.sh"
 
 : >"$log"
 set_pace short
@@ -47,6 +48,18 @@ expect 1 "nobody sent this line" "a report at another time" $first "1s/[0-9]+$/1
 expect 1 "dynamic_errors_per_min is 3, not 0" "a count from nowhere" $first \
   "1s/dynamic_errors_per_min=0i/dynamic_errors_per_min=3i/"
 expect 1 "1 lines unusable" "a stranger's line" $first '$s/$/\nhello/'
+divided=$(tr -d '\n' <"$here/malformed_lines.txt" | tr '|' '\n' | sed 's/^m/korvain_overall/')
+{
+  printf '%s\n' "$divided"
+  printf 'korvain_overall%s f=1i 1\n' "$(printf ',t%d=v' {1..33})"
+  printf 'korvain_overall %sf=1i 1\n' "$(printf 'f%d=1i,' {1..128})"
+  printf 'korvain_overall,zone=\xff f=1i 1\nother f=1i 1\nkorvain_overall f=1i 1\r\n'
+} >"$work/malformed"
+expect 1 "$(wc -l <"$work/malformed") lines unusable" "lines that make no sense" $first \
+  "\$r $work/malformed"
+printf '%s\n' 'korvain_access,zone=a\,b\ \=\c,url=u f=1i,g="a \" , b\\" -5' >"$work/unknown"
+expect 1 "$first, a,b =\\c, korvain_access u: nobody sent this line" "a line with escapes" $first \
+  "\$r $work/unknown"
 expect 1 "1 repeated" "a line that came twice" $first '1s/(.*)/\1\n\1/'
 expect 1 "not one server, at most one report lost" "a line lost in the middle" $first '10d'
 expect 1 "has arrived that the kernel did not take" "a report refused and there" journal \
@@ -77,6 +90,13 @@ expect 2 "period_s is 0" "no period" journal '1s/"period_s":[0-9]+/"period_s":0/
 expect 2 "delay_samples is -1" "less than nothing" journal '1s/"delay_samples":[0-9]+/"delay_samples":-1/'
 expect 2 "delay_samples is 18446744073709551615" "beyond 64 bits" journal \
   '1s/"delay_samples":[0-9]+/"delay_samples":18446744073709551615/'
+expect 2 "delay_samples is true" "no number" journal '1s/"delay_samples":[0-9]+/"delay_samples":true/'
+expect 2 "delay_samples is 1.0" "a number with a point" journal '1s/"delay_samples":[0-9]+/"delay_samples":1.0/'
+expect 2 "$work/journal, line 1" "no number in JSON" journal '1s/"delay_ms":[0-9]+/"delay_ms":NaN/'
+expect 2 "$work/journal, line 3" "bytes that are no text" journal '3s/"zone":"/&\xff/'
+expect 2 "$work/journal, line 1" "brackets without end" journal \
+  "1s/\"delay_ms\":/&$(printf '[%.0s' {1..50000})/"
+expect 2 "$work/journal, line 1" "no object" journal '1s/.*/[]/'
 expect 2 "$work/journal is empty" "no journal" journal 'd'
 expect 2 "comes twice" "two summaries of a proxy" host '1s/(.*)/\1\n\1/'
 expect 2 "no summary of the proxy ${proxy_urls[0]}" "another proxy" proxy-1 \
