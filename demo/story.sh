@@ -5,7 +5,7 @@
 #
 # Expects in $programs the directory of the programs, in $work one for the files of the run, in $log
 # a file, and in $verbose "--verbose" or nothing. The checkers are in $checks.
-checks=$(cd "$(dirname "${BASH_SOURCE[0]}")/checks" && pwd)
+checks=$(cd "$(dirname "${BASH_SOURCE[0]}")/../tests/system/checks" && pwd)
 readonly checks
 
 # For the person who watches, and the log. One write a line.

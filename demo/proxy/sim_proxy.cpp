@@ -25,7 +25,6 @@ struct ProxyOptions {
   ListenOptions listen;
   double delay_mean_ms = 10;
   std::string fault = "drop";
-  bool is_faulty_at_start = false;
   std::string summary;
 };
 
@@ -37,7 +36,6 @@ void AddOptions(CLI::App& app, ProxyOptions& options) {
       ->check(InRange(0, 60000));
   app.add_option("--fault", options.fault, "what a fault does: drop requests, or answer errors")
       ->check(CLI::IsMember({"drop", "errors"}));
-  app.add_flag("--faulty", options.is_faulty_at_start, "begin with the fault");
   app.add_option("--summary", options.summary, "file for the final counts, JSON; none by default");
   AddConsoleOptions(app, options.console);
 }
@@ -55,8 +53,7 @@ class SimProxy {
         m_console(options.console),
         m_signals({SIGINT, SIGTERM, SIGUSR1}),
         m_summary(options.summary, OutputFile::REPLACED, m_console.Complainer()),
-        m_socket(ParseUdpUrl(options.listen.url, PortRule::OR_ZERO)),
-        m_is_faulty(options.is_faulty_at_start) {}
+        m_socket(ParseUdpUrl(options.listen.url, PortRule::OR_ZERO)) {}
 
   int Run() {
     TellReady(m_options.listen, m_socket, m_console);
@@ -138,7 +135,7 @@ class SimProxy {
   UdpSocket m_socket;
   std::mt19937_64 m_random;
   std::multimap<Clock::time_point, PendingAnswer> m_pending;  // by the time when it is due
-  bool m_is_faulty;
+  bool m_is_faulty = false;
   // For the check at the end of a run.
   int64_t m_received = 0;
   int64_t m_dropped = 0;

@@ -4,7 +4,7 @@
 # Usage: arguments_test.sh DIRECTORY-OF-THE-PROGRAMS
 set -u
 programs=$1
-checks=$(cd "$(dirname "${BASH_SOURCE[0]}")/../../demo/checks" && pwd)
+checks=$(cd "$(dirname "${BASH_SOURCE[0]}")/checks" && pwd)
 failures=0
 
 complain() {

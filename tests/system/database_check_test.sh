@@ -48,7 +48,7 @@ write_run() {
 }
 
 check() {
-  "$repository/demo/checks/database_check.py" --journal "$work/a" --journal "$work/b" \
+  "$repository/tests/system/checks/database_check.py" --journal "$work/a" --journal "$work/b" \
     --export "$work/export" --sums "$work/sums" --killed $first
 }
 
@@ -78,7 +78,7 @@ expect 2 "holds no sums" "an answer without sums" sums 's/\[\{.*\]\}\}/[]}}/'
 # table ANSWER TABLE
 table() {
   local result
-  result=$("$repository/demo/checks/series_table.py" --label server --column b --column a \
+  result=$("$repository/tests/system/checks/series_table.py" --label server --column b --column a \
     2>&1 <<<"$1") || true
   [[ $result == "$2" ]] || { echo "the table of $1: $result" && failures=$((failures + 1)); }
 }
