@@ -11,15 +11,14 @@
 #include <string>
 
 // Ends the run where the library and its second statement differ.
-#define FUZZ_CHECK(condition)                                                 \
-  do {                                                                        \
-    if (!(condition)) {                                                       \
-      fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #condition); \
-      abort();                                                                \
-    }                                                                         \
-  } while (false)
+#define FUZZ_CHECK(condition) ((condition) ? void() : fuzz::Stop(__FILE__, __LINE__, #condition))
 
 namespace fuzz {
+
+[[noreturn]] inline void Stop(const char* file, int line, const char* condition) {
+  fprintf(stderr, "%s:%d: not so: %s\n", file, line, condition);
+  abort();
+}
 
 class Input {
  public:
