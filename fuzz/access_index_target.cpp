@@ -17,24 +17,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int zone = is_any ? input.Any<int32_t>() : input.Below(4);
     const int ip = is_any ? input.Any<int32_t>() : input.Byte();
     const int port = is_any ? input.Any<int32_t>() : input.Below(2);
-    const auto found = model.find({zone, ip, port});
-    FUZZ_CHECK(index.Find(zone, ip, port) == (found == model.end() ? -1 : found->second));
     if (choice < 200) {
       const int slot = choice < 100 ? input.Byte() : input.Any<int32_t>();
-      const bool is_refused = found != model.end() || slot == INT32_MIN;
+      const bool is_taken = slot != INT32_MIN && model.try_emplace({zone, ip, port}, slot).second;
       FUZZ_CHECK(index.Insert(zone, ip, port, slot) ==
-                 (is_refused ? KorvainService::GEN_ERR_ERR : 0));
-      if (!is_refused) model[{zone, ip, port}] = slot;
+                 (is_taken ? 0 : KorvainService::GEN_ERR_ERR));
     } else {
       index.Clear(zone);
-      for (auto entry = model.begin(); entry != model.end();) {
-        entry = std::get<0>(entry->first) == zone ? model.erase(entry) : std::next(entry);
-      }
+      model.erase(model.lower_bound({zone, INT32_MIN, INT32_MIN}),
+                  model.upper_bound({zone, INT32_MAX, INT32_MAX}));
     }
+    const auto found = model.find({zone, ip, port});
+    FUZZ_CHECK(index.Find(zone, ip, port) == (found == model.end() ? -1 : found->second));
   }
   for (const auto& [key, slot] : model) {
-    const auto [zone, ip, port] = key;
-    FUZZ_CHECK(index.Find(zone, ip, port) == slot);
+    FUZZ_CHECK(std::apply([&](auto... part) { return index.Find(part...); }, key) == slot);
   }
   return 0;
 }
