@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "input.h"
@@ -13,30 +14,22 @@
 namespace KorvainService {
 namespace {
 
-using test::IsUtf8;
 using test::ReadLine;
-using test::StrictLineReader;
 
 // How a text arrives as a tag or, where backslashes and tabs are kept, as a string.
-std::string Arriving(const std::string& text, bool is_string) {
+std::string Arriving(std::string_view text, bool is_string = false) {
   std::string arriving;
-  for (size_t i = 0; i < text.size();) {
-    size_t size = 1;
-    while (size < 5 && (i + size > text.size() || !IsUtf8(text.substr(i, size)))) ++size;
-    const auto is_control = [](char c) { return (c >= 0 && c < ' ') || c == 0x7F; };
-    const std::string next = text.substr(i + 1, 1);
-    if (size == 5) {
-      arriving += '?';
-      size = 1;
-    } else if (is_control(text[i]) && !(is_string && text[i] == '\t')) {
+  for (size_t size = 1; !text.empty(); text.remove_prefix(std::max<size_t>(size, 1))) {
+    size = test::Utf8Size(text);
+    const char next = text.size() > 1 ? text[1] : '\n';
+    if (test::IsControl(text[0]) && !(is_string && text[0] == '\t')) {
       arriving += ' ';
-    } else if (text[i] == '\\' && !is_string &&
-               (next.empty() || is_control(next[0]) || strchr("\\ ,=\"", next[0]) != nullptr)) {
+    } else if (text[0] == '\\' && !is_string &&
+               (test::IsControl(next) || strchr("\\ ,=\"", next) != nullptr)) {
       arriving += '/';
     } else {
-      arriving += text.substr(i, size);
+      arriving += size == 0 ? "?" : text.substr(0, size);
     }
-    i += size;
   }
   return arriving;
 }
@@ -49,24 +42,23 @@ void Fill(char (&field)[SIZE], fuzz::Input& input) {
 }
 
 template <size_t SIZE>
-std::string TextOf(const char (&field)[SIZE]) {
-  return {field, strnlen(field, SIZE)};
+std::string TextOf(const char (&field)[SIZE], const std::string& substitute = "") {
+  const std::string text(field, strnlen(field, SIZE));
+  return text.empty() ? substitute : text;
 }
 
-// Mostly as few as are worth reading.
-int CountFrom(fuzz::Input& input) {
-  const int count = input.Byte();
-  return count == 255 ? 300 : count % 5 - 1;
+std::string Number(int64_t number) {
+  return std::to_string(number) + 'i';
 }
 
 void FillRecord(fuzz::Input& input, SERVICEAPISTATISTIC& record) {
   record.iSetID = input.Any<int32_t>();
   record.stProcessInfo.iPid = input.Any<int32_t>();
   Fill(record.stProcessInfo.szIP, input);
-  record.nTableCount = static_cast<int16_t>(CountFrom(input));
-  record.iAccessCount = CountFrom(input);
+  record.nTableCount = static_cast<int16_t>(input.Below(5) - 1);
+  record.iAccessCount = input.Below(5) - 1;
   OVERALLRUNSTATUS& overall = record.stOverallRunStatus;
-  overall.dwRequestCountPerMin = input.Any<uint32_t>();
+  overall.dwMaxCallOnUpdateInterval = input.Any<uint32_t>();
   overall.ullAverageDelay = input.Any<uint64_t>();
   overall.dwCalculateAverageDelayResCount = static_cast<uint32_t>(input.Below(3));
   Fill(overall.szUserDefinedText, input);
@@ -78,134 +70,97 @@ void FillRecord(fuzz::Input& input, SERVICEAPISTATISTIC& record) {
   }
 }
 
-std::string NameOr(const std::string& name, int64_t id) {
-  return Arriving(name.empty() ? std::to_string(id) : name, false);
+std::vector<ReadLine> LinesOfAnEmptyRecord() {
+  const auto record = std::make_unique<SERVICEAPISTATISTIC>();
+  record->nTableCount = 1;
+  record->iAccessCount = 1;
+  return test::ReadLines(PackReport(*record, {})).value();
 }
 
-std::string NameOrSlot(const std::string& name, int slot) {
-  return Arriving(name.empty() ? "#" + std::to_string(slot) : name, false);
+// What an empty record's lines say and, before that, what the record does.
+std::vector<ReadLine> ExpectedLines(const SERVICEAPISTATISTIC& record,
+                                    const ReportSettings& settings, const std::string& field) {
+  static const std::vector<ReadLine> empty = LinesOfAnEmptyRecord();
+  const std::string pid = std::to_string(record.stProcessInfo.iPid);
+  const std::string ip = TextOf(record.stProcessInfo.szIP);
+  const std::string own_instance = ip.empty() ? pid : ip + '-' + pid;
+  const std::string set_id = std::to_string(record.iSetID);
+  ReadLine common = {{"set_name", Arriving(*settings.set_name ? settings.set_name : set_id)},
+                     {"instance", Arriving(*settings.instance ? settings.instance : own_instance)}};
+  if (settings.period_seconds > 0) common["period_s"] = Number(settings.period_seconds);
+  if (settings.timestamp_ns != 0) common["_time"] = std::to_string(settings.timestamp_ns);
+  std::vector<ReadLine> lines;
+  const auto add = [&](size_t kind, ReadLine line) {
+    line.insert(common.begin(), common.end());
+    line.insert(empty[kind].begin(), empty[kind].end());
+    lines.push_back(std::move(line));
+  };
+  const int tables = std::max<int>(record.nTableCount, 0);
+  const int accesses = std::max<int>(record.iAccessCount, 0);
+  const OVERALLRUNSTATUS& status = record.stOverallRunStatus;
+  const int64_t samples = status.dwCalculateAverageDelayResCount;
+  const uint64_t delay = std::min<uint64_t>(status.ullAverageDelay, INT64_MAX);
+  ReadLine overall = {{"pid", pid + 'i'},
+                      {"table_lines", Number(tables)},
+                      {"access_lines", Number(accesses)},
+                      {"delay_samples", Number(samples)},
+                      {"max_update_interval", Number(status.dwMaxCallOnUpdateInterval)}};
+  if (samples > 0) overall["delay_ms"] = Number(static_cast<int64_t>(delay));
+  const std::string user_text = Arriving(TextOf(status.szUserDefinedText), true);
+  if (!user_text.empty()) overall["user_text"] = '"' + user_text + '"';
+  add(0, overall);
+  for (int i = 0; i < tables; ++i) {
+    const TABLESTATISTIC& table = record.astTableStatistic[i];
+    add(1, {{"table", Arriving(TextOf(table.szTableName, '#' + std::to_string(i)))}});
+  }
+  for (int i = 0; i < accesses; ++i) {
+    const ACCESSSTATISTIC& access = record.astAccessStatistic[i];
+    const std::string server = Arriving(TextOf(access.stHostInfo.szSvrId));
+    ReadLine line = {{"url", Arriving(TextOf(access.stHostInfo.szUrl, '#' + std::to_string(i)))},
+                     {"timeouts_per_min", Number(access.stAccessRunStatus.dwTimeoutCountPerMin)},
+                     {Arriving(field), Number(i)}};
+    if (!server.empty()) line["server"] = server;
+    add(2, line);
+  }
+  return lines;
 }
-
-class ReportCheck {
- public:
-  ReportCheck(fuzz::Input& input, SERVICEAPISTATISTIC& record) : m_record(record) {
-    FillRecord(input, record);
-    m_set_name = input.Text(20).c_str();
-    m_instance = input.Text(20).c_str();
-    m_field = "x" + std::string(input.Text(20).c_str());
-    m_settings.set_name = m_set_name.c_str();
-    m_settings.instance = m_instance.c_str();
-    m_settings.period_seconds = input.Any<int64_t>();
-    m_settings.timestamp_ns = input.Any<int64_t>();
-    m_settings.access_fields = [this](int32_t slot, const AddField& add) { add(m_field, slot); };
-  }
-
-  std::string PackAndCheck() {
-    const std::string text = PackReport(m_record, m_settings);
-    const int tables = std::clamp<int>(m_record.nTableCount, 0, 256);
-    const int accesses = std::clamp<int>(m_record.iAccessCount, 0, 256);
-    size_t begin = 0;
-    CheckOverall(Next(text, begin), tables, accesses);
-    for (int slot = 0; slot < tables; ++slot) {
-      const ReadLine line = Next(text, begin);
-      FUZZ_CHECK(line.measurement == "korvain_table" && line.tags.size() == 5);
-      const std::string name = TextOf(m_record.astTableStatistic[slot].szTableName);
-      FUZZ_CHECK(line.tags.at("table") == NameOrSlot(name, slot));
-    }
-    for (int slot = 0; slot < accesses; ++slot) CheckAccess(Next(text, begin), slot);
-    FUZZ_CHECK(begin == text.size());
-    return text;
-  }
-
- private:
-  // What all lines have is checked here.
-  ReadLine Next(const std::string& text, size_t& begin) const {
-    const size_t end = text.find('\n', begin);
-    FUZZ_CHECK(end != text.npos);
-    const auto line = StrictLineReader::Read(text.substr(begin, end - begin));
-    FUZZ_CHECK(line.has_value());
-    begin = end + 1;
-    FUZZ_CHECK(line->tags.at("set_name") == NameOr(m_set_name, m_record.iSetID));
-    FUZZ_CHECK(line->tags.at("instance") == InstanceTag());
-    FUZZ_CHECK(line->numbers.count("period_s") == (m_settings.period_seconds > 0 ? 1u : 0u));
-    FUZZ_CHECK(line->timestamp.value_or(0) == m_settings.timestamp_ns);
-    return *line;
-  }
-
-  std::string InstanceTag() const {
-    if (!m_instance.empty()) return Arriving(m_instance, false);
-    const std::string ip = TextOf(m_record.stProcessInfo.szIP);
-    return Arriving(ip.empty() ? "" : ip + "-", false) +
-           std::to_string(m_record.stProcessInfo.iPid);
-  }
-
-  void CheckOverall(const ReadLine& line, int tables, int accesses) const {
-    const OVERALLRUNSTATUS& overall = m_record.stOverallRunStatus;
-    FUZZ_CHECK(line.measurement == "korvain_overall" && line.tags.size() == 4);
-    FUZZ_CHECK(line.numbers.at("table_lines") == tables);
-    FUZZ_CHECK(line.numbers.at("access_lines") == accesses);
-    FUZZ_CHECK(line.numbers.at("requests_per_min") == overall.dwRequestCountPerMin);
-    const uint32_t samples = overall.dwCalculateAverageDelayResCount;
-    FUZZ_CHECK(line.numbers.at("delay_samples") == samples);
-    FUZZ_CHECK(line.numbers.count("delay_ms") == (samples > 0 ? 1u : 0u));
-    if (samples > 0) {
-      const auto delay =
-          static_cast<int64_t>(std::min<uint64_t>(overall.ullAverageDelay, INT64_MAX));
-      FUZZ_CHECK(line.numbers.at("delay_ms") == delay);
-    }
-    const std::string user_text = TextOf(overall.szUserDefinedText);
-    FUZZ_CHECK(line.texts.size() == (user_text.empty() ? 0u : 1u));
-    if (!user_text.empty()) FUZZ_CHECK(line.texts.at("user_text") == Arriving(user_text, true));
-  }
-
-  void CheckAccess(const ReadLine& line, int slot) const {
-    const ACCESSSTATISTIC& access = m_record.astAccessStatistic[slot];
-    FUZZ_CHECK(line.measurement == "korvain_access");
-    FUZZ_CHECK(line.tags.at("url") == NameOrSlot(TextOf(access.stHostInfo.szUrl), slot));
-    const std::string server = TextOf(access.stHostInfo.szSvrId);
-    FUZZ_CHECK(line.tags.count("server") == (server.empty() ? 0u : 1u));
-    if (!server.empty()) FUZZ_CHECK(line.tags.at("server") == Arriving(server, false));
-    FUZZ_CHECK(line.numbers.at(Arriving(m_field, false)) == slot);
-    FUZZ_CHECK(line.numbers.at("timeouts_per_min") ==
-               access.stAccessRunStatus.dwTimeoutCountPerMin);
-  }
-
-  const SERVICEAPISTATISTIC& m_record;
-  std::string m_set_name, m_instance, m_field;
-  ReportSettings m_settings;
-};
 
 // Line by line into the datagram at hand, as long as it has room.
-void CheckSplit(const std::string& text, size_t max_size) {
+void CheckSplit(std::string_view text, size_t max_size) {
+  const DatagramSplit split = SplitIntoDatagrams(text, max_size);
   const size_t limit = std::min<size_t>(max_size, 65507);
   std::vector<std::string> expected(1);
   size_t left_out = 0;
-  for (size_t begin = 0, end = 0; begin < text.size(); begin = end) {
-    end = std::min(text.find('\n', begin), text.size() - 1) + 1;
-    const bool is_too_long = end - begin > limit;
-    if (is_too_long || expected.back().size() + end - begin > limit) expected.emplace_back();
-    if (is_too_long) {
-      ++left_out;
-    } else {
-      expected.back() += text.substr(begin, end - begin);
-    }
+  for (size_t size = 0; !text.empty(); text.remove_prefix(size)) {
+    size = std::min(text.find('\n'), text.size() - 1) + 1;
+    if (expected.back().size() + size > limit) expected.emplace_back();
+    if (size > limit) ++left_out;
+    if (size <= limit) expected.back() += text.substr(0, size);
   }
   expected.erase(std::remove(expected.begin(), expected.end(), ""), expected.end());
-  const DatagramSplit split = SplitIntoDatagrams(text, max_size);
   FUZZ_CHECK(split.lines_left_out == left_out);
-  FUZZ_CHECK(
-      std::equal(split.datagrams.begin(), split.datagrams.end(), expected.begin(), expected.end()));
+  FUZZ_CHECK(std::vector<std::string>(split.datagrams.begin(), split.datagrams.end()) == expected);
 }
 
 }  // namespace
 }  // namespace KorvainService
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const auto record = std::make_unique<KorvainService::SERVICEAPISTATISTIC>();
-  *record = KorvainService::SERVICEAPISTATISTIC();
+  using namespace KorvainService;
   fuzz::Input input(data, size);
   const auto max_size = static_cast<size_t>(input.Any<uint16_t>());
-  KorvainService::CheckSplit(KorvainService::ReportCheck(input, *record).PackAndCheck(), max_size);
-  KorvainService::CheckSplit(input.Rest(), max_size % 32);
+  static const auto record = std::make_unique<SERVICEAPISTATISTIC>();
+  *record = SERVICEAPISTATISTIC();
+  FillRecord(input, *record);
+  const std::string set_name = input.Text(20), instance = input.Text(20);
+  const std::string field = 'x' + input.Text(20);
+  const AccessFields add_slot = [&](int32_t slot, const AddField& add) { add(field, slot); };
+  const auto period = input.Any<int64_t>(), time = input.Any<int64_t>();
+  const ReportSettings settings{set_name.c_str(), nullptr, nullptr, instance.c_str(),
+                                period,           time,    add_slot};
+  const std::string text = PackReport(*record, settings);
+  FUZZ_CHECK(test::ReadLines(text) == ExpectedLines(*record, settings, field));
+  CheckSplit(text, max_size);
+  CheckSplit(input.Rest(), max_size % 32);
   return 0;
 }
