@@ -89,6 +89,7 @@ TEST_F(ReportPackerTest, WritesAtMostWhatTheArraysHold) {
   const char* const names = name.c_str();
   settings = {names, names, names, names, 86400, INT64_MIN, nullptr};
   memset(record.get(), 0xFF, sizeof(*record));
+  memcpy(record->astTableStatistic[0].szTableName + 127, "\xC3\xBC", 2);  // a letter across its end
   const std::tuple<int16_t, int32_t, const char*, int> rows[] = {
       {-1, INT32_MIN, ",table_lines=0i,access_lines=0i,", 1},
       {255, 257, ",table_lines=255i,access_lines=256i,", 512},
@@ -100,6 +101,7 @@ TEST_F(ReportPackerTest, WritesAtMostWhatTheArraysHold) {
     EXPECT_NE(text.find(counts), text.npos) << counts;
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), lines);
     EXPECT_LT(text.find('\n'), 1400u);
+    EXPECT_EQ(text.find('\xC3'), text.npos) << "half of a letter";
   }
 }
 
