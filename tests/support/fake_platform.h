@@ -66,12 +66,28 @@ extern int wall_reads;
 class Allocations {
  public:
   Allocations() { Restart(); }
-  ~Allocations();
-  static void Restart(int64_t failing_nothrow = -1, int64_t failing_throwing = -1);
-  static int64_t Count();        // since the last Restart
-  static bool HasFailed();       // whether a chosen one has been called since then
-  static int64_t Outstanding();  // blocks allocated and not yet freed, in all
-  static size_t LastSize();      // of the last block allocated
+  ~Allocations() { Restart(); }
+
+  static void Restart(int64_t failing_nothrow = -1, int64_t failing_throwing = -1) {
+    count = 0;
+    has_failed = false;
+    nothrow_before_failure = failing_nothrow;
+    throwing_before_failure = failing_throwing;
+  }
+
+  static int64_t Count() { return count; }        // since the last Restart
+  static bool HasFailed() { return has_failed; }  // whether a chosen one has been called since
+  static int64_t Outstanding() { return outstanding; }  // blocks not yet freed, in all
+  static size_t LastSize() { return last_size; }        // of the last block allocated
+
+  static void* Allocate(size_t size, bool is_throwing) noexcept;
+  static void Deallocate(void* block) noexcept;
+
+ private:
+  static inline int64_t count = 0, outstanding = 0;
+  static inline size_t last_size = 0;
+  static inline bool has_failed = false;
+  static inline int64_t nothrow_before_failure = -1, throwing_before_failure = -1;
 };
 
 int CountOpenDescriptors();
