@@ -5,6 +5,7 @@
 
 #include <netinet/in.h>
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <optional>
@@ -12,6 +13,9 @@
 #include <vector>
 
 namespace test {
+
+// Calls that can be made to fail. PENDING is what a query for SO_ERROR finds.
+enum Call { SOCKET, SETFL, SENDTO, SETSOCKOPT, GETSOCKOPT, GETIFADDRS, GETNAMEINFO, PENDING };
 
 struct SentDatagram {
   int fd;
@@ -23,43 +27,35 @@ struct SentDatagram {
 // One at a time; create it on the stack of a test.
 class FakePlatform {
  public:
-  FakePlatform();
-  ~FakePlatform();
+  FakePlatform() { active = this; }
+  ~FakePlatform() { active = nullptr; }
+  static inline FakePlatform* active = nullptr;
 
-  std::deque<int> socket_errors;  // errno for each next call; 0 lets it through
-  std::deque<int> setfl_errors;
+  // For each next call the error that it fails with; 0, or nothing more, lets it through.
+  std::array<std::deque<int>, PENDING + 1> errors;
+
+  bool is_sending_faked = false;    // sendto takes nothing and gives 0, which is no failure
   std::optional<int> getfl_result;  // while set, the flags are not really changed
-  std::deque<int> sendto_errors;
-  bool is_sending_faked = false;         // sendto succeeds without sending
-  std::optional<ssize_t> sendto_result;  // what it then gives instead of the length
-  std::deque<int> setsockopt_errors;
-  std::deque<int> getsockopt_errors;   // of queries for SO_ERROR
-  std::deque<int> getifaddrs_errors;   // non-zero fails, while `interfaces` is set
-  std::deque<int> getnameinfo_errors;  // what it returns
-  std::deque<int> pending_errors;      // what each next query for SO_ERROR gives; then the real one
   std::optional<int> rand_value;
 
   // Interface addresses as text; "" is an entry without address, "packet" one of another family,
   // "unnameable" one that getnameinfo refuses.
   std::optional<std::vector<std::string>> interfaces;
   bool is_getifaddrs_failing = false;
+  int interface_lists_open = 0;
 
   std::vector<SentDatagram> sent;
   std::vector<int> flags_set;
   std::vector<int> recverr_set;  // values that IP_RECVERR was given
-  int pending_error_queries = 0;
   std::vector<unsigned int> seeds;
-  int sockets_opened = 0;
-  int interface_lists_open = 0;
 };
 
 // The clock behind GetCurrentMilliseconds, and how often it was read.
 extern int64_t clock_ms;
 extern int64_t clock_reads;
 
-// The seconds that gettimeofday gives while set, and how often it gave them.
+// The seconds that gettimeofday gives while set.
 extern std::optional<int64_t> wall_seconds;
-extern int wall_reads;
 
 // Counts calls of operator new and makes chosen ones fail, counted from 0. A non-throwing
 // allocation counts as such only.
@@ -90,7 +86,9 @@ class Allocations {
   static inline int64_t nothrow_before_failure = -1, throwing_before_failure = -1;
 };
 
-int CountOpenDescriptors();
+// The lowest number of a descriptor that is free: the next socket has it, one that is lost raises
+// it.
+int NextDescriptor();
 
 }  // namespace test
 

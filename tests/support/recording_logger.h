@@ -4,8 +4,10 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <ostream>
+#include <cstring>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "service_api/korvain/korvain_service_log.h"
@@ -39,9 +41,8 @@ class RecordingLogger : public KorvainService::Logger {
     va_start(arguments, fmt);
     vsnprintf(text, sizeof(text), fmt, arguments);
     va_end(arguments);
+    is_place_sound &= first == 0 && second == 0 && line > 0 && strchr(file, '/') == nullptr;
     lines.push_back({level, func, text, file, line});
-    is_place_sound = is_place_sound && first == 0 && second == 0 && line > 0 &&
-                     std::string(file).find('/') == std::string::npos;
   }
 
   bool IsPriorityEnabled(KorvainService::LogLevel level) override {
@@ -52,10 +53,13 @@ class RecordingLogger : public KorvainService::Logger {
   void* GetLoggerHandle() override { return nullptr; }
 
   // The lines so far, which are then forgotten.
-  LogLines Take() {
-    LogLines taken;
-    taken.swap(lines);
-    return taken;
+  LogLines Take() { return std::exchange(lines, {}); }
+
+  // The same as one text: level, function and message of each line.
+  std::string TakeText() {
+    std::ostringstream text;
+    for (const LogLine& line : Take()) text << line << '\n';
+    return text.str();
   }
 
   LogLines lines;
