@@ -89,9 +89,6 @@ int fcntl(int fd, int command, ...) {
     active->flags_set.push_back(static_cast<int>(argument));
     if (NextError(SETFL) != 0) return -1;
   }
-  if (active != nullptr && active->getfl_result) {
-    return command == F_GETFL ? *active->getfl_result : 0;
-  }
   return Real(fcntl, "fcntl")(fd, command, argument);
 }
 

@@ -34,8 +34,7 @@ class FakePlatform {
   // For each next call the error that it fails with; 0, or nothing more, lets it through.
   std::array<std::deque<int>, PENDING + 1> errors;
 
-  bool is_sending_faked = false;    // sendto takes nothing and gives 0, which is no failure
-  std::optional<int> getfl_result;  // while set, the flags are not really changed
+  bool is_sending_faked = false;  // sendto takes nothing and gives 0, which is no failure
   std::optional<int> rand_value;
 
   // Interface addresses as text; "" is an entry without address, "packet" one of another family,
