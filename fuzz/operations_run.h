@@ -23,7 +23,6 @@ using test::Pair;
 class OperationsRun {
  public:
   explicit OperationsRun(Input& input);
-  ~OperationsRun();
 
   // Begins with records, accesses and a judge that waits, as most inputs do not come to by chance.
   void BeginInUse();
@@ -37,9 +36,9 @@ class OperationsRun {
   void WriteCounters(Pair pair);
   void ChangeOptions(Pair pair);
   void Report(Pair pair);
-  void InitLatency();
   void Request();
   void Sweep();
+  void SweepWithHandler();
   void SetUpLatency();
   void MoveClock();
   void MoveWallClock();
@@ -50,7 +49,6 @@ class OperationsRun {
 
   std::string Url();
   int Id();
-  int Limit();
   int64_t TimeAround(int64_t time, int64_t distance);
 
   Input& m_input;
@@ -60,7 +58,7 @@ class OperationsRun {
   KorvainService::LatencyDataMgr m_latency;
   KorvainService::JudgeProxy m_judge{&m_logger};
   test::RegistryModel m_registry;
-  test::LatencyModel m_requests{m_registry, 1};
+  test::LatencyModel m_requests;
   test::JudgeModel m_verdicts;
   std::vector<int> m_past_ids;
 };

@@ -3,31 +3,48 @@
 #include <algorithm>
 #include <iostream>
 
-#include "common/korvain_error_code.h"
 #include "operations_run.h"
 
 namespace fuzz {
 
+using KorvainService::LatencyData;
+
 namespace {
 
-// Any distance: what would overflow wraps around.
-int64_t Sum(int64_t time, int64_t distance) {
-  return static_cast<int64_t>(static_cast<uint64_t>(time) + static_cast<uint64_t>(distance));
+using Numbers = std::vector<int64_t>;
+
+Numbers FieldsOf(const LatencyData* r) {
+  if (r == nullptr) return {};
+  return {r->id_for_latency_data, r->id_for_list_node, r->time_ms, r->zone_id, r->ip, r->port};
 }
 
-// What a time-out handler does, told by the request that has expired.
-template <class Push, class Complete, class Withdraw>
-int Handle(int id, Push push, Complete complete, Withdraw withdraw) {
-  switch (id % 4) {
-    case 0:
-      return push();
-    case 1:
-      return complete(id + 1);
-    case 2:
-      return withdraw(id + 1);
-    default:
-      return 0;
+// What a time-out handler does, as the request tells it that has expired. What it sends at
+// `long_ago` expires at once.
+template <class Manager, class Registry>
+int Handle(const LatencyData& request, Manager& manager, Registry& registry, int64_t long_ago) {
+  const int id = request.id_for_latency_data;
+  if (id % 4 == 1) return manager.CalculateDelay(id + 1, test::clock_ms, &registry);
+  if (id % 4 == 2) return manager.Withdraw(id + 1);
+  if (id % 12 == 3) throw id;
+  const int64_t sent = id % 4 == 0 ? long_ago : test::clock_ms;
+  return manager.PushBack(request.zone_id, sent, request.ip, request.port);
+}
+
+// All that can be seen of a sweep with a handler, by the manager or by its model.
+template <class Manager, class Registry>
+std::vector<Numbers> SweepWith(Manager& manager, Registry& registry, int64_t long_ago) {
+  std::vector<Numbers> seen;
+  const auto on_time_out = [&](const LatencyData& request) {
+    seen.push_back(FieldsOf(&request));
+    seen.push_back({manager.Find(request.id_for_latency_data) != nullptr, manager.Count(),
+                    Handle(request, manager, registry, long_ago)});
+  };
+  try {
+    seen.push_back({manager.TraverseForDeleteTimeOutNode(&registry, on_time_out)});
+  } catch (int thrown) {
+    seen.push_back({thrown});
   }
+  return seen;
 }
 
 }  // namespace
@@ -39,16 +56,13 @@ OperationsRun::OperationsRun(Input& input) : m_input(input) {
   m_mgr.Init(&m_logger);
 }
 
-OperationsRun::~OperationsRun() {
-  test::wall_seconds.reset();
-}
-
-// Mostly at the edges of an interval that begins at `time`.
+// Mostly at the edges of an interval that begins at `time`. What would overflow wraps around.
 int64_t OperationsRun::TimeAround(int64_t time, int64_t distance) {
   const int choice = m_input.Below(12);
   if (choice == 11) return m_input.Any<int64_t>();
   const int64_t distances[] = {0, 1, -1, distance, distance - 1, distance + 1, -distance};
-  return choice < 7 ? Sum(time, distances[choice]) : Sum(time, m_input.Byte());
+  const int64_t chosen = choice < 7 ? distances[choice] : m_input.Byte();
+  return static_cast<int64_t>(static_cast<uint64_t>(time) + static_cast<uint64_t>(chosen));
 }
 
 int OperationsRun::Id() {
@@ -56,109 +70,76 @@ int OperationsRun::Id() {
   const auto pick = static_cast<size_t>(m_input.Byte());
   if (choice == 0) return m_input.Any<int32_t>();
   if (choice < 3 && !m_past_ids.empty()) return m_past_ids[pick % m_past_ids.size()];
-  return m_requests.in_flight.empty() ? 0
-                                      : m_requests.in_flight[pick % m_requests.in_flight.size()].id;
-}
-
-// Also out of range; not so high that retries that are due at once would go on for long.
-int OperationsRun::Limit() {
-  return m_input.Below(100) - 30;
-}
-
-void OperationsRun::InitLatency() {
-  const int timeout = m_input.Below(2) == 0 ? 50 : m_input.Any<int32_t>();
-  const int limit = Limit();
-  const bool is_good = timeout > 0 && limit > 0;
-  FUZZ_CHECK(m_latency.Init(1, timeout, limit, &m_logger) ==
-             (is_good ? 0 : KorvainService::API_ERR_PARAMETER_INVALID));
-  if (is_good) {
-    m_requests.Init(timeout, limit);
-    FUZZ_CHECK(m_logger.Take().size() == 3);  // sizes, which are the implementation's own
-  } else {
-    m_requests.lines.push_back(
-        test::Expect(test::ERROR, "Init", "timeout(%d)<=0 || limit(%d) <=0", timeout, limit));
-  }
+  const auto& in_flight = m_requests.in_flight;
+  return in_flight.empty() ? 0 : in_flight[pick % in_flight.size()].id_for_latency_data;
 }
 
 void OperationsRun::Request() {
   const int choice = m_input.Below(8);
   if (choice < 4) {
     const int zone = m_input.Below(3);
-    const int ip = m_input.Below(4);
+    const int access = m_input.Byte();
+    const int port = access < 224 ? 80 : access < 240 ? 81 : 80 + 65536;  // registered is only 80
     const int64_t sent =
         choice == 0 ? TimeAround(test::clock_ms, -m_requests.timeout) : test::clock_ms;
-    const int id = m_latency.PushBack(zone, sent, ip, test::LatencyModel::PORT);
-    FUZZ_CHECK(id == m_requests.Push(sent, zone, ip));
+    const int id = m_latency.PushBack(zone, sent, access % 4, port);
+    FUZZ_CHECK(id == m_requests.PushBack(zone, sent, access % 4, port));
     if (id >= 0) m_past_ids.push_back(id);
     return;
   }
   const int id = Id();
-  const auto expected = m_requests.Find(id);
-  const KorvainService::LatencyData* const found = m_latency.Find(id);
-  FUZZ_CHECK((found != nullptr) == (expected != m_requests.in_flight.end()));
-  if (found != nullptr) {
-    FUZZ_CHECK(found->id_for_latency_data == id && found->time_ms == expected->sent);
-    FUZZ_CHECK(found->zone_id == expected->zone && found->ip == expected->ip);
-  }
+  const LatencyData* const found = m_latency.Find(id);
+  FUZZ_CHECK(FieldsOf(found) == FieldsOf(m_requests.Find(id)));
   if (choice == 4) {
     FUZZ_CHECK(m_latency.Withdraw(id) == m_requests.Withdraw(id));
   } else {
     const int64_t received = TimeAround(found == nullptr ? 0 : found->time_ms, 30);
-    FUZZ_CHECK(m_latency.CalculateDelay(id, received, &m_mgr) == m_requests.Complete(id, received));
+    FUZZ_CHECK(m_latency.CalculateDelay(id, received, &m_mgr) ==
+               m_requests.CalculateDelay(id, received, &m_registry));
   }
 }
 
+void OperationsRun::SweepWithHandler() {
+  const int64_t long_ago = test::clock_ms - m_requests.timeout;
+  FUZZ_CHECK(SweepWith(m_latency, m_mgr, long_ago) == SweepWith(m_requests, m_registry, long_ago));
+}
+
+// With an empty handler, which stands for none.
 void OperationsRun::Sweep() {
-  const int64_t now = test::clock_ms;
-  const int64_t long_ago = Sum(now, -m_requests.timeout);
-  std::vector<int> handled, expected;
-  handled.push_back(m_latency.TraverseForDeleteTimeOutNode(
-      &m_mgr, [&](const KorvainService::LatencyData& request) {
-        const int id = request.id_for_latency_data;
-        handled.push_back(id);
-        handled.push_back(Handle(
-            id, [&] { return m_latency.PushBack(request.zone_id, long_ago, request.ip, 80); },
-            [&](int other) { return m_latency.CalculateDelay(other, now, &m_mgr); },
-            [&](int other) { return m_latency.Withdraw(other); }));
-      }));
-  expected.push_back(m_requests.Sweep(now, [&](const test::Request& request) {
-    expected.push_back(request.id);
-    expected.push_back(Handle(
-        request.id, [&] { return m_requests.Push(long_ago, request.zone, request.ip); },
-        [&](int other) { return m_requests.Complete(other, now); },
-        [&](int other) { return m_requests.Withdraw(other); }));
-  }));
-  FUZZ_CHECK(handled == expected);
+  FUZZ_CHECK(m_latency.TraverseForDeleteTimeOutNode(&m_mgr, {}) ==
+             m_requests.TraverseForDeleteTimeOutNode(&m_registry, [](const LatencyData&) {}));
 }
 
 void OperationsRun::SetUpLatency() {
   const int value = m_input.Below(2) == 0 ? m_input.Byte() : m_input.Any<int32_t>();
-  switch (m_input.Below(4)) {
-    case 0:
-      m_latency.SetTimeOut(value);
-      m_requests.timeout = value > 0 ? value : 3000;
-      break;
-    case 1: {
-      const int limit = Limit();
-      m_latency.SetLimit(limit);
-      m_requests.limit = limit > 0 ? limit : 100;
-      break;
-    }
-    case 2:
-      m_requests.is_debug_wanted = value % 2 == 0;
-      m_logger.enabled_level = m_requests.is_debug_wanted ? test::DEBUG : test::INFO;
-      break;
-    default:
-      InitLatency();
+  // Also out of range; not so high that retries that are due at once would go on for long.
+  const auto any_limit = [this] { return m_input.Below(100) - 30; };
+  const int choice = m_input.Below(4);
+  if (choice == 0) {
+    m_latency.SetTimeOut(value);
+    m_requests.timeout = value > 0 ? value : 3000;
+  } else if (choice == 1) {
+    const int limit = any_limit();
+    m_latency.SetLimit(limit);
+    m_requests.limit = limit > 0 ? limit : 100;
+  } else if (choice == 2) {
+    m_logger.enabled_level = m_requests.enabled_level = value % 2 == 0 ? test::DEBUG : test::INFO;
+  } else {
+    const int timeout = m_input.Below(2) == 0 ? 50 : m_input.Any<int32_t>();
+    const int limit = any_limit();
+    const int app = value % 4 == 3 ? 2 : 1;  // mostly application 1, and with a logger
+    const bool has_logger = value % 8 != 6;
+    const int result = m_latency.Init(app, timeout, limit, has_logger ? &m_logger : nullptr);
+    if (result == 0) FUZZ_CHECK(m_logger.Take().size() == (has_logger ? 3 : 0));  // any sizes
+    FUZZ_CHECK(result == m_requests.Init(timeout, limit, app, has_logger));
   }
 }
 
 void OperationsRun::MoveClock() {
-  const bool has_oldest = !m_requests.in_flight.empty();
-  test::clock_ms = TimeAround(has_oldest ? m_requests.in_flight.front().sent : test::clock_ms,
-                              m_requests.timeout);
+  const auto& in_flight = m_requests.in_flight;
+  const int64_t from = in_flight.empty() ? test::clock_ms : in_flight.front().time_ms;
   // Not to where a request sent at the other end of the range is a few milliseconds old.
-  test::clock_ms = std::max(test::clock_ms, INT64_MIN / 2);
+  test::clock_ms = std::max(TimeAround(from, m_requests.timeout), INT64_MIN / 2);
 }
 
 void OperationsRun::MoveWallClock() {
@@ -167,26 +148,22 @@ void OperationsRun::MoveWallClock() {
 }
 
 void OperationsRun::Step() {
-  using PairStep = void (OperationsRun::*)(Pair);
-  constexpr PairStep PAIR_STEPS[] = {&OperationsRun::ChangeEntries, &OperationsRun::ReadEntries,
-                                     &OperationsRun::WriteCounters, &OperationsRun::WriteCounters,
-                                     &OperationsRun::ChangeOptions, &OperationsRun::Report,
-                                     &OperationsRun::JudgePair,     &OperationsRun::JudgePair,
-                                     &OperationsRun::ChangeJudge,   &OperationsRun::AskJudge};
+  using Run = OperationsRun;
+  constexpr void (Run::*PAIR_STEPS[])(Pair) = {
+      &Run::ChangeEntries, &Run::ReadEntries, &Run::WriteCounters, &Run::WriteCounters,
+      &Run::ChangeOptions, &Run::Report,      &Run::JudgePair,     &Run::JudgePair,
+      &Run::ChangeJudge,   &Run::AskJudge};
+  constexpr void (Run::*STEPS[])() = {
+      &Run::Request,          &Run::Request, &Run::Request,   &Run::Request,   &Run::Request,
+      &Run::SweepWithHandler, &Run::Sweep,   &Run::MoveClock, &Run::MoveClock, &Run::SetUpLatency};
   const int choice = m_input.Below(20);
   if (choice < 10) {
     const int pair = m_input.Below(6);
     (this->*PAIR_STEPS[choice])({1 + pair % 2, pair / 2});
-  } else if (choice < 15) {
-    Request();
-  } else if (choice < 17) {
-    Sweep();
-  } else if (choice < 19) {
-    MoveClock();
   } else {
-    SetUpLatency();
+    (this->*STEPS[choice - 10])();
   }
-  FUZZ_CHECK(m_latency.Count() == m_requests.CountNow());
+  FUZZ_CHECK(m_latency.Count() == m_requests.Count());
   ExpectSameLines();
 }
 
