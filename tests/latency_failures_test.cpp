@@ -3,38 +3,27 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 
-#include <cstdarg>
-#include <cstdio>
 #include <string>
-#include <vector>
 
 #include "common/korvain_error_code.h"
 #include "service_api/latency_data_mgr.h"
+#include "support/recording_logger.h"
 
 namespace {
 
-using Events = std::vector<std::string>;
+// What fails once, as soon as the calls before have succeeded.
+struct Fault {
+  std::string what;
+  int calls_before;
+} fault;
 
-constexpr int NONE = 0;
+bool are_frees_denied = false;    // a slot given back is said not to be, and the other way round
+LIST_NODE* first_node = nullptr;  // of the scene
+void* last_memory = nullptr;      // that objslab_get gave
 
-// The pools' behaviour: which call, counted from 1 since Restart, fails; and what was seen.
-struct Pools {
-  void Restart() { *this = Pools(); }
-
-  int failing_is_full = NONE;
-  int failing_alloc = NONE;
-  int failing_get = NONE;
-  void* instead_of_null = nullptr;  // what a failing objslab_get gives
-  bool is_free_failing = false;
-
-  int is_full_calls = 0;
-  int alloc_calls = 0;
-  int get_calls = 0;
-  void* last_memory = nullptr;
-  Events events;  // slots given back, and log lines
-};
-
-Pools pools;
+bool Fails(const std::string& what) {
+  return what == fault.what && fault.calls_before-- == 0;
+}
 
 }  // namespace
 
@@ -46,202 +35,133 @@ void* __real_objslab_get(LPOBJSLAB slab, int id);
 int __real_objslab_free(LPOBJSLAB slab, int id);
 
 int __wrap_objslab_is_full(LPOBJSLAB slab) {
-  return ++pools.is_full_calls == pools.failing_is_full ? 1 : __real_objslab_is_full(slab);
+  return Fails("is_full") ? 1 : __real_objslab_is_full(slab);
 }
-
 int __wrap_objslab_alloc(LPOBJSLAB slab) {
-  return ++pools.alloc_calls == pools.failing_alloc ? -1 : __real_objslab_alloc(slab);
+  return Fails("alloc") ? -1 : __real_objslab_alloc(slab);
 }
-
 void* __wrap_objslab_get(LPOBJSLAB slab, int id) {
-  if (++pools.get_calls == pools.failing_get) return pools.instead_of_null;
-  return pools.last_memory = __real_objslab_get(slab, id);
+  if (Fails("get a linked node")) return first_node;
+  return last_memory = Fails("get") ? nullptr : __real_objslab_get(slab, id);
 }
-
 int __wrap_objslab_free(LPOBJSLAB slab, int id) {
-  pools.events.push_back("free " + std::to_string(id));
-  return pools.is_free_failing ? -1 : __real_objslab_free(slab, id);
+  return (__real_objslab_free(slab, id) == 0) == are_frees_denied ? -1 : 0;
 }
 
 }  // extern "C"
 
 namespace KorvainService {
-
-int64_t GetCurrentMilliseconds() {
-  return 9000;
-}
-
 namespace {
 
-class EventLogger : public Logger {
- public:
-  void Log(LogLevel level, int, int, const char*, int, const char* func, const char* fmt,
-           ...) override {
-    char text[512];
-    va_list arguments;
-    va_start(arguments, fmt);
-    vsnprintf(text, sizeof(text), fmt, arguments);
-    va_end(arguments);
-    pools.events.push_back(std::to_string(level) + ' ' + func + ": " + text);
-  }
-  bool IsPriorityEnabled(LogLevel) override { return false; }
-  void* GetLoggerHandle() override { return nullptr; }
-};
+using test::ERROR;
+using test::LogLine;
+using test::LogLines;
 
-constexpr int APP = 7;
-constexpr int ZONE = 3;
-constexpr int PORT = 9000;
-const auto IP = static_cast<int32_t>(inet_addr("10.0.0.1"));
+constexpr char SWEEP[] = "TraverseForDeleteTimeOutNode";
 
-// One manager with a first request in flight, of the ids 0 and 0; the next ones are 131073 and 1.
+// One manager with a request in flight, of the ids 0 and 0; the next ones are 131073 and 1.
 struct Scene {
   Scene() {
-    mgr.CreateStatisticMap(1, APP, ZONE);
-    EXPECT_EQ(latency.Init(APP, 3000, 100, &logger), 0);
-    pools.Restart();
-    first_id = Push();
-    first_node = static_cast<LIST_NODE*>(pools.last_memory);
-    pools.failing_is_full = pools.is_full_calls + 2;
-    EXPECT_EQ(Push(), API_ERR_ALLOCATE_MEMORY);
-    EXPECT_EQ(pools.events, Events{"free 1"});
-    pools.Restart();
+    mgr.CreateStatisticMap(1, 7, 3);
+    EXPECT_EQ(latency.Init(7, 3000, 100, &logger), 0);
+    EXPECT_EQ(Push(), 0);
+    first_node = static_cast<LIST_NODE*>(last_memory);
+    PushWhereNodesAreFull();
+    logger.Take();
   }
 
-  int Push() { return latency.PushBack(ZONE, 1000, IP, PORT); }
-  int Complete(int id) { return latency.CalculateDelay(id, 1010, &mgr); }
+  // Long ago, and so timed out.
+  int Push() { return latency.PushBack(3, 1000, static_cast<int>(inet_addr("10.0.0.1")), 9000); }
+  int Complete() { return latency.CalculateDelay(0, 1010, &mgr); }
   int Sweep() { return latency.TraverseForDeleteTimeOutNode(&mgr); }
+  void PushWhereNodesAreFull() {
+    fault = {"is_full", 1};
+    EXPECT_EQ(Push(), API_ERR_ALLOCATE_MEMORY);
+  }
   uint32_t TimeOuts() {
-    return mgr.GetServiceApiStatistic(APP, ZONE)->stOverallRunStatus.dwTimeoutCountPerMin;
+    return mgr.GetServiceApiStatistic(7, 3)->stOverallRunStatus.dwTimeoutCountPerMin;
   }
 
-  EventLogger logger;
+  test::RecordingLogger logger;
   KorvainServiceStatisticMgr mgr;
   LatencyDataMgr latency;
-  int first_id = -1;
-  LIST_NODE* first_node = nullptr;
 };
 
-// What is seen when slots that are to be given back are refused: a line after each.
-Events WithRefusedFrees(const Events& events) {
-  Events with_lines;
-  for (const std::string& event : events) {
-    with_lines.push_back(event);
-    if (event.rfind("free ", 0) == 0) {
-      with_lines.push_back("300 PushBack: objslab_free failed. id:" + event.substr(5));
-    }
-  }
-  return with_lines;
-}
-
 TEST(LatencyFailures, PushBackGivesBackWhatItHadTaken) {
-  const std::string no_slot = "300 PushBack: objslab_alloc failed. ";
-  const std::string no_record = "300 PushBack: objslab_get for latency data pool failed. ";
-  const std::string no_node = "300 PushBack: objslab_get for bidirection list pool failed. ";
-  const std::string not_linked =
-      "300 PushBack: m_bidirection_list->Insert() failed. send time:1000, ip:10.0.0.1, port:9000, "
-      "zone_id:3";
-  const std::string record = "free 131073";
-  const std::string node = "free 1";
+  const LogLine record{ERROR, "PushBack", "objslab_free failed. id:131073"};
+  const LogLine node{ERROR, "PushBack", "objslab_free failed. id:1"};
+  const LogLine no_slot{ERROR, "PushBack", "objslab_alloc failed. "};
+  const LogLine no_record{ERROR, "PushBack", "objslab_get for latency data pool failed. "};
+  const LogLine no_node{ERROR, "PushBack", "objslab_get for bidirection list pool failed. "};
+  const LogLine not_linked{
+      ERROR, "PushBack",
+      "m_bidirection_list->Insert() failed. send time:1000, ip:10.0.0.1, port:9000, zone_id:3"};
   struct Case {
-    const char* what;
-    int failing_is_full, failing_alloc, failing_get;
-    bool gets_linked_node;
-    int result;
-    Events events;
+    Fault fault;
+    LogLines lines;
+    int result = API_ERR_ALLOCATE_MEMORY;
   };
-  const Case cases[] = {
-      {"records full", 1, 0, 0, false, API_ERR_ALLOCATE_MEMORY, {}},
-      {"no record slot", 0, 1, 0, false, API_ERR_ALLOCATE_MEMORY, {no_slot}},
-      {"no record", 0, 0, 1, false, API_ERR_ALLOCATE_MEMORY, {record, no_record}},
-      {"nodes full", 2, 0, 0, false, API_ERR_ALLOCATE_MEMORY, {record}},
-      {"no node slot", 0, 2, 0, false, API_ERR_ALLOCATE_MEMORY, {no_slot, record}},
-      {"no node", 0, 0, 2, false, API_ERR_ALLOCATE_MEMORY, {record, node, no_node}},
-      {"node is the tail", 0, 0, 2, true, GEN_ERR_ERR, {record, node, not_linked}},
-  };
-  for (const Case& row : cases) {
-    for (const bool is_free_failing : {false, true}) {
-      SCOPED_TRACE(std::string(row.what) + (is_free_failing ? ", frees refused" : ""));
-      Scene scene;
-      pools.failing_is_full = row.failing_is_full;
-      pools.failing_alloc = row.failing_alloc;
-      pools.failing_get = row.failing_get;
-      pools.instead_of_null = row.gets_linked_node ? scene.first_node : nullptr;
-      pools.is_free_failing = is_free_failing;
-      EXPECT_EQ(scene.Push(), row.result);
-      EXPECT_EQ(pools.events, is_free_failing ? WithRefusedFrees(row.events) : row.events);
-
-      pools.Restart();
-      EXPECT_GE(scene.Push(), 0) << "the next attempt succeeds";
-      EXPECT_EQ(scene.Complete(scene.first_id), 0);
-      EXPECT_EQ(pools.events, Events());
-    }
+  for (const Case& row : {Case{{"is_full", 0}, {}},
+                          {{"alloc", 0}, {no_slot}},
+                          {{"get", 0}, {record, no_record}},
+                          {{"is_full", 1}, {record}},
+                          {{"alloc", 1}, {no_slot, record}},
+                          {{"get", 1}, {record, node, no_node}},
+                          {{"get a linked node", 1}, {record, node, not_linked}, GEN_ERR_ERR}}) {
+    SCOPED_TRACE(row.fault.what + ' ' + std::to_string(row.fault.calls_before));
+    Scene scene;
+    fault = row.fault;
+    are_frees_denied = true;
+    EXPECT_EQ(scene.Push(), row.result);
+    are_frees_denied = false;
+    EXPECT_EQ(scene.logger.Take(), row.lines);
+    EXPECT_GE(scene.Push(), 0) << "the next attempt succeeds";
+    EXPECT_EQ(scene.Complete(), 0);
   }
 }
 
 TEST(LatencyFailures, EachFullPoolHasACounterOfItsOwn) {
-  Scene scene;
-  const auto push_with_full_nodes = [&] {
-    pools.Restart();
-    pools.failing_is_full = 2;
-    EXPECT_EQ(scene.Push(), API_ERR_ALLOCATE_MEMORY);
-  };
-  for (int i = 1; i < MAX_LOG_FREQUENCY; ++i) push_with_full_nodes();  // the scene had one
-  pools.Restart();
-  pools.failing_is_full = 1;
+  Scene scene;  // which has had one full pool
+  for (int i = 1; i < MAX_LOG_FREQUENCY; ++i) scene.PushWhereNodesAreFull();
+  fault = {"is_full", 0};
   EXPECT_EQ(scene.Push(), API_ERR_ALLOCATE_MEMORY);
-  EXPECT_EQ(pools.events, Events());
-  push_with_full_nodes();
-  ASSERT_EQ(pools.events.size(), 2u);
-  EXPECT_EQ(pools.events[0], "300 PushBack: objslab is full, frequency:100000");
-  EXPECT_EQ(pools.events[1].rfind("free ", 0), 0u);
+  EXPECT_EQ(scene.logger.Take(), LogLines());
+  scene.PushWhereNodesAreFull();
+  EXPECT_EQ(scene.logger.Take(),
+            (LogLines{{ERROR, "PushBack", "objslab is full, frequency:100000"}}));
 }
 
 TEST(LatencyFailures, ADamagedNodeIsNotUnlinked) {
   Scene scene;
   LIST_NODE stranger{};
-  scene.first_node->pPrev = &stranger;
-  EXPECT_EQ(scene.Complete(scene.first_id), GEN_ERR_ERR);
-  EXPECT_EQ(pools.events, Events{"300 CalculateDelay: m_bidirection_list->Remove() failed."});
-  EXPECT_EQ(scene.Complete(scene.first_id), GEN_ERR_ERR) << "its record is gone all the same";
-
-  Scene swept;
-  swept.first_node->pPrev = &stranger;
-  EXPECT_EQ(swept.Sweep(), GEN_ERR_ERR);
-  EXPECT_EQ(pools.events,
-            Events{"300 TraverseForDeleteTimeOutNode: m_bidirection_list->Remove() failed."});
-  EXPECT_EQ(swept.TimeOuts(), 1u);
-  EXPECT_EQ(swept.Complete(swept.first_id), GEN_ERR_ERR) << "still in flight, still not linked";
+  const int second_id = scene.Push();
+  first_node->pNext->pPrev = first_node->pPrev = &stranger;
+  EXPECT_EQ(scene.Sweep(), GEN_ERR_ERR);
+  EXPECT_EQ(scene.TimeOuts(), 1u);
+  EXPECT_NE(scene.latency.Find(0), nullptr) << "still in flight";
+  EXPECT_EQ(scene.Complete(), GEN_ERR_ERR);
+  EXPECT_EQ(scene.latency.Find(0), nullptr) << "its record is gone all the same";
+  EXPECT_EQ(scene.latency.Withdraw(second_id), GEN_ERR_ERR);
+  const std::string text = "m_bidirection_list->Remove() failed.";
+  EXPECT_EQ(
+      scene.logger.Take(),
+      (LogLines{{ERROR, SWEEP, text}, {ERROR, "CalculateDelay", text}, {ERROR, "Withdraw", text}}));
 }
 
-TEST(LatencyFailures, ANodeWithoutDataIsPassedOver) {
+TEST(LatencyFailures, TheSweepPassesOverDamageThatCountsTowardsTheLimit) {
   Scene scene;
-  scene.Push();
-  scene.first_node->pData = nullptr;
-  EXPECT_EQ(scene.Sweep(), 0);
-  EXPECT_EQ(scene.TimeOuts(), 1u) << "only the request behind it";
-  EXPECT_EQ(pools.events, Events());
-
-  Scene limited;
-  limited.latency.SetLimit(1);
-  limited.Push();
-  limited.first_node->pData = nullptr;
-  EXPECT_EQ(limited.Sweep(), 0);
-  EXPECT_EQ(limited.TimeOuts(), 0u) << "it counts towards the limit";
-  EXPECT_EQ(limited.Sweep(), 0);
-  EXPECT_EQ(limited.TimeOuts(), 1u);
-}
-
-TEST(LatencyFailures, TheSweepReportsSlotsThatAreNotGivenBack) {
-  Scene scene;
-  auto* const request = static_cast<LatencyData*>(scene.first_node->pData);
-  request->id_for_latency_data = 55;
-  request->id_for_list_node = 66;
-  const int next = scene.Push();
-  EXPECT_EQ(scene.Sweep(), 0);
-  EXPECT_EQ(pools.events, (Events{"300 TraverseForDeleteTimeOutNode: objslab_free failed. id:55",
-                                  "300 TraverseForDeleteTimeOutNode: objslab_free failed. id:66"}));
-  EXPECT_EQ(scene.TimeOuts(), 2u) << "the steps go on";
-  EXPECT_EQ(scene.Complete(next), GEN_ERR_ERR);
+  for (int i = 0; i < 2; ++i) scene.Push();
+  auto* const second = static_cast<LatencyData*>(first_node->pNext->pData);
+  second->id_for_latency_data = 55;
+  second->id_for_list_node = 66;
+  first_node->pData = nullptr;
+  scene.latency.SetLimit(2);
+  for (const uint32_t expired : {1u, 2u}) {
+    EXPECT_EQ(scene.Sweep(), 0);
+    EXPECT_EQ(scene.TimeOuts(), expired);
+  }
+  EXPECT_EQ(scene.logger.Take(), (LogLines{{ERROR, SWEEP, "objslab_free failed. id:55"},
+                                           {ERROR, SWEEP, "objslab_free failed. id:66"}}));
 }
 
 }  // namespace
