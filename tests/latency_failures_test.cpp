@@ -134,13 +134,14 @@ TEST(LatencyFailures, EachFullPoolHasACounterOfItsOwn) {
 TEST(LatencyFailures, ADamagedNodeIsNotUnlinked) {
   Scene scene;
   LIST_NODE stranger{};
-  const int second_id = scene.Push();
-  first_node->pNext->pPrev = first_node->pPrev = &stranger;
+  first_node->pPrev = &stranger;
   EXPECT_EQ(scene.Sweep(), GEN_ERR_ERR);
   EXPECT_EQ(scene.TimeOuts(), 1u);
   EXPECT_NE(scene.latency.Find(0), nullptr) << "still in flight";
   EXPECT_EQ(scene.Complete(), GEN_ERR_ERR);
   EXPECT_EQ(scene.latency.Find(0), nullptr) << "its record is gone all the same";
+  const int second_id = scene.Push();
+  first_node->pNext->pPrev = &stranger;
   EXPECT_EQ(scene.latency.Withdraw(second_id), GEN_ERR_ERR);
   const std::string text = "m_bidirection_list->Remove() failed.";
   EXPECT_EQ(
@@ -151,9 +152,9 @@ TEST(LatencyFailures, ADamagedNodeIsNotUnlinked) {
 TEST(LatencyFailures, TheSweepPassesOverDamageThatCountsTowardsTheLimit) {
   Scene scene;
   for (int i = 0; i < 2; ++i) scene.Push();
-  auto* const second = static_cast<LatencyData*>(first_node->pNext->pData);
-  second->id_for_latency_data = 55;
-  second->id_for_list_node = 66;
+  auto* const last = static_cast<LatencyData*>(first_node->pNext->pNext->pData);
+  last->id_for_latency_data = 55;
+  last->id_for_list_node = 66;
   first_node->pData = nullptr;
   scene.latency.SetLimit(2);
   for (const uint32_t expired : {1u, 2u}) {
