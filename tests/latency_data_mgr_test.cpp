@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 
 #include "common/korvain_error_code.h"
 #include "support/fake_platform.h"
@@ -18,7 +19,7 @@ using test::DEBUG;
 using test::ERROR;
 using test::LogLines;
 
-constexpr int PORT = 9000;
+constexpr int APP = 70007, ZONE = 3, PORT = 9000;
 const auto IP = static_cast<int32_t>(inet_addr("10.0.0.1"));
 const LogLines REFUSALS = {
     {ERROR, "PushBack", "objslab is full, frequency:100000"},
@@ -28,16 +29,16 @@ class LatencyDataMgrTest : public ::testing::Test {
  protected:
   LatencyDataMgrTest() {
     test::clock_ms = 1000;
-    mgr.CreateStatisticMap(1, 7, 3);
-    mgr.AddAccess(7, 3, "udp://10.0.0.1:9000", IP, PORT, "s");
+    mgr.CreateStatisticMap(1, APP, ZONE);
+    mgr.AddAccess(APP, ZONE, "udp://10.0.0.1:9000", IP, PORT, "s");
     EXPECT_EQ(Init(), 0);
     logger.Take();
   }
 
-  int Init() { return latency.Init(7, 3000, 100, &logger); }
-  int Push(int64_t send_time) { return latency.PushBack(3, send_time, IP, PORT); }
+  int Init() { return latency.Init(APP, 3000, 100, &logger); }
+  int Push(int64_t send_time) { return latency.PushBack(ZONE, send_time, IP, PORT); }
   int Sweep() { return latency.TraverseForDeleteTimeOutNode(&mgr); }
-  OVERALLRUNSTATUS& Overall() { return mgr.GetServiceApiStatistic(7, 3)->stOverallRunStatus; }
+  OVERALLRUNSTATUS& Overall() { return mgr.GetServiceApiStatistic(APP, ZONE)->stOverallRunStatus; }
   int TimeOuts() { return static_cast<int>(Overall().dwTimeoutCountPerMin); }
   void Refuse(int times) {
     for (; times > 0; --times) {
@@ -57,7 +58,7 @@ TEST_F(LatencyDataMgrTest, AddsEachDelayOnceToOverallAndAccess) {
   EXPECT_EQ(latency.CalculateDelay(Push(1000), 1000, &mgr), 0) << "no delay, and no sample";
   EXPECT_EQ(+Overall().ullAverageDelay, 250u);
   EXPECT_EQ(+Overall().dwCalculateAverageDelayResCount, 1u);
-  const ACCESSRUNSTATUS& access = *mgr.GetAccessRunStatus(7, 3, IP, PORT);
+  const ACCESSRUNSTATUS& access = *mgr.GetAccessRunStatus(APP, ZONE, IP, PORT);
   EXPECT_EQ(+access.ullAverageDelay, 250u);
   EXPECT_EQ(+access.dwCalculateAverageDelayResCount, 1u);
 }
@@ -105,9 +106,10 @@ TEST_F(LatencyDataMgrTest, ReportsInTheseWords) {
           {ERROR, "CalculateDelay", no_manager},
           {ERROR, sweep, no_manager},
           {ERROR, sweep,
-           "it is timeout. app_id:7, zone_id:3, ip:10.0.0.1, port:9000, id_for_latency_data:0, "
+           "it is timeout. app_id:70007, zone_id:3, ip:10.0.0.1, port:9000, id_for_latency_data:0, "
            "id_for_list_node:0"},
-          {ERROR, sweep, "statistic_mgr->GetServiceApiStatistic failed. app_id:7, zone_id:55"}}));
+          {ERROR, sweep,
+           "statistic_mgr->GetServiceApiStatistic failed. app_id:70007, zone_id:55"}}));
 }
 
 TEST_F(LatencyDataMgrTest, AFailedInitLeavesItNotReadyAndKeepsTheCountsOfRefusals) {
@@ -133,9 +135,14 @@ TEST_F(LatencyDataMgrTest, AFailedInitLeavesItNotReadyAndKeepsTheCountsOfRefusal
 
   EXPECT_EQ(Init(), 0);
   ASSERT_EQ(logger.lines.size(), 3u);
-  EXPECT_EQ(logger.lines[0].text.rfind("allocate memory for latency data:", 0), 0u);
-  EXPECT_EQ(logger.lines[1].text.rfind("allocate memory for list node:", 0), 0u);
-  EXPECT_EQ(logger.lines[2], (test::LogLine{DEBUG, "Init", "allocate memory for CBidirList:24"}));
+  const std::string_view starts[] = {
+      "allocate memory for latency data:", "allocate memory for list node:",
+      "allocate memory for CBidirList:24"};
+  for (size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(logger.lines[i].text.rfind(starts[i], 0), 0u) << "a pool's size is its own";
+    EXPECT_EQ(logger.lines[i].level, DEBUG);
+    EXPECT_EQ(logger.lines[i].func, "Init");
+  }
   logger.Take();
   EXPECT_EQ(test::Allocations::Outstanding(), outstanding);
 }
@@ -156,7 +163,7 @@ TEST_F(LatencyDataMgrTest, HoldsAHundredThousandRequestsAndReportsRefusalsAsRare
 
 TEST_F(LatencyDataMgrTest, AllocatesNothingPerRequest) {
   const LatencyDataMgr::TimeOutHandler retry = [this](const LatencyData&) { Push(9000); };
-  latency.Init(7, 3000, 100, nullptr);
+  latency.Init(APP, 3000, 100, nullptr);
   const test::Allocations allocations;
   for (int i = 0; i < 500; ++i) latency.CalculateDelay(Push(2000), 2010, &mgr);
   for (int i = 0; i < 50; ++i) Push(2000);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 
 #include "common/korvain_error_code.h"
 #include "service_api/latency_data_mgr.h"
@@ -13,7 +14,7 @@ namespace {
 
 // What fails once, as soon as the calls before have succeeded.
 struct Fault {
-  std::string what;
+  std::string_view what;
   int calls_before;
 } fault;
 
@@ -21,7 +22,7 @@ bool are_frees_denied = false;    // a slot given back is said not to be, and th
 LIST_NODE* first_node = nullptr;  // of the scene
 void* last_memory = nullptr;      // that objslab_get gave
 
-bool Fails(const std::string& what) {
+bool Fails(std::string_view what) {
   return what == fault.what && fault.calls_before-- == 0;
 }
 
@@ -108,7 +109,7 @@ TEST(LatencyFailures, PushBackGivesBackWhatItHadTaken) {
                           {{"alloc", 1}, {no_slot, record}},
                           {{"get", 1}, {record, node, no_node}},
                           {{"get a linked node", 1}, {record, node, not_linked}, GEN_ERR_ERR}}) {
-    SCOPED_TRACE(row.fault.what + ' ' + std::to_string(row.fault.calls_before));
+    SCOPED_TRACE(std::string(row.fault.what) + ' ' + std::to_string(row.fault.calls_before));
     Scene scene;
     fault = row.fault;
     are_frees_denied = true;
