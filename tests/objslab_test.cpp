@@ -76,6 +76,7 @@ TEST_F(ObjSlabTest, AnIdDiesWithItsUseFor16384Rounds) {
     ASSERT_NE(objslab_free(slab, id), 0);
   }
   EXPECT_EQ(objslab_free(slab, INT32_MAX), 0);
+  EXPECT_EQ(objslab_get(slab, 131071), nullptr) << "not before it is handed out";
   EXPECT_EQ(objslab_alloc(slab), 131071);
   EXPECT_EQ(test::Allocations::Count(), 0) << "only a new pool is allocated";
 }
