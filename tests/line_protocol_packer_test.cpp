@@ -160,6 +160,7 @@ TEST(StrictLineReaderTest, RefusesWhatAReaderRefuses) {
                                  "m,t f=1i",
                                  "m,t= f=1i",
                                  "m,=v f=1i",
+                                 "m,_t=v f=1i",
                                  "m,t=v,t=w f=1i",
                                  "m f=1i,f=2i",
                                  "m,t=\\\\ f=1i",

@@ -14,7 +14,7 @@
 namespace KorvainService::test {
 
 // Tags and fields under their keys, numbers as in 12i and texts in double quotes; the measurement
-// under _measurement and a timestamp under _time.
+// under _measurement and a timestamp under _time: databases keep such keys for themselves, too.
 using ReadLine = std::map<std::string, std::string>;
 
 inline bool IsControl(char c) {
@@ -61,7 +61,7 @@ class StrictLineReader {
 
   bool TakeTagOrField(bool is_tag) {
     std::string key, value;
-    if (!TakeText(NAME_ENDS, key) || !Take('=')) return false;
+    if (!TakeText(NAME_ENDS, key) || key[0] == '_' || !Take('=')) return false;
     if (is_tag) {
       if (!TakeText(NAME_ENDS, value)) return false;
     } else if (Take('"')) {
