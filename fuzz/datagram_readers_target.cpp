@@ -19,6 +19,8 @@ void CheckMessages(const std::string& bytes) {
 
 // The demo's reader takes what the strict one does, if there is a timestamp, and as the same.
 void CheckLine(std::string_view text, const std::optional<demo::ReportLine>& line) {
+  const size_t fields = line ? line->integers.size() + line->texts.size() : 1;
+  FUZZ_CHECK(fields >= 1 && fields <= demo::MOST_FIELDS);
   if (line) FUZZ_CHECK(line->tags.size() <= demo::MOST_TAGS);
   const auto strict = KorvainService::test::StrictLineReader(text).Read();
   if (!strict || strict->count("_time") == 0 || strict->size() > demo::MOST_TAGS) return;
