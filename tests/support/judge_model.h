@@ -5,11 +5,8 @@
 
 #include <map>
 #include <string>
-#include <tuple>
 #include <utility>
 
-#include "service_api/service_api_statistic.h"
-#include "support/expected_line.h"
 #include "support/registry_model.h"
 
 namespace test {
@@ -22,16 +19,8 @@ class JudgeModel {
     bool should_check = false;
   };
   struct Status {
-    int bad = 0;
-    int64_t requests = 0, time_outs = 0, errors = 0, updated = 0;
+    int64_t bad = 0, requests = 0, time_outs = 0, errors = 0, updated = 0;
   };
-
-  void SetThreshold(Pair pair, int value) {
-    options[pair].threshold = value >= 60 && value <= 100 ? value : 90;
-  }
-  void SetCheckPeriod(Pair pair, int value) { options[pair].check_period = value > 0 ? value : 10; }
-  void SetCheckTimes(Pair pair, int value) { options[pair].check_times = value > 0 ? value : 3; }
-  void SetRecheck(Pair pair, int value) { options[pair].recheck = value > 0 ? value : 60; }
 
   Option OptionOf(Pair pair) const {
     const auto found = options.find(pair);
@@ -39,11 +28,10 @@ class JudgeModel {
   }
 
   bool IsShouldCheck(Pair pair) {
-    const auto found = options.find(pair);
-    return found != options.end() && std::exchange(found->second.should_check, false);
+    return options.count(pair) != 0 && std::exchange(options[pair].should_check, false);
   }
 
-  int TimesOf(Pair pair, const std::string& url) {
+  int64_t TimesOf(Pair pair, const std::string& url) {
     const Status* const status = Find(pair, url);
     return status == nullptr ? -1 : status->bad;
   }
@@ -59,17 +47,15 @@ class JudgeModel {
     if (status == nullptr) return -2;
     status->bad = 0;
     status->updated = now;
-    lines.push_back(Expect(INFO, "ResetJudgeProxyStatus", "ResetJudgeProxyStatus success, url: %s.",
-                           url.c_str()));
+    lines.push_back(
+        {INFO, "ResetJudgeProxyStatus", "ResetJudgeProxyStatus success, url: " + url + "."});
     return 0;
   }
 
-  void Update(Pair pair, const KorvainService::SERVICEAPISTATISTIC* record, int64_t now) {
-    if (options.count(pair) == 0) {
-      options[pair];
-      return;
-    }
-    Option& option = options[pair];
+  void Update(Pair pair, const RegistryModel::Record* record, int64_t now) {
+    const auto [entry, is_new] = options.emplace(pair, Option());
+    if (is_new) return;
+    Option& option = entry->second;
     if (option.last_call == 0) {
       option.last_call = now;
       return;
@@ -80,11 +66,11 @@ class JudgeModel {
     for (int i = 0; record != nullptr && i < record->iAccessCount && i < 256; ++i) {
       Evaluate(pair, record->astAccessStatistic[i], option.threshold, now);
     }
-    if (now - option.last_walk < 0) option.last_walk = now;
+    if (now < option.last_walk) option.last_walk = now;
     if (now - option.last_walk < 300) return;
-    for (auto entry = statuses.begin(); entry != statuses.end();) {
-      if (entry->second.updated > now) entry->second.updated = now;
-      entry = now - entry->second.updated >= 300 ? statuses.erase(entry) : std::next(entry);
+    for (auto status = statuses.begin(); status != statuses.end();) {
+      if (status->second.updated > now) status->second.updated = now;
+      status = now - status->second.updated >= 300 ? statuses.erase(status) : std::next(status);
     }
     option.last_walk = now;
   }
@@ -95,7 +81,7 @@ class JudgeModel {
 
  private:
   Status* Find(Pair pair, const std::string& url) {
-    const auto found = statuses.find({pair, url.size() < 6 ? std::string() : url.substr(6, 127)});
+    const auto found = statuses.find({pair, url.size() < 6 ? "" : url.substr(6, 127)});
     return found == statuses.end() ? nullptr : &found->second;
   }
 
@@ -105,34 +91,31 @@ class JudgeModel {
     const int64_t requests = access.stAccessRunStatus.dwRequestCountPerMin;
     const int64_t time_outs = access.stAccessRunStatus.dwTimeoutCountPerMin;
     const int64_t errors = access.stAccessRunStatus.dwProxyReturnSystemErrCountPerMin;
-    const bool is_known = statuses.count({pair, url}) != 0;
-    Status& status = statuses[{pair, url}];
-    const int64_t new_requests = requests - status.requests;
-    const int64_t new_time_outs = time_outs - status.time_outs;
-    const int64_t new_errors = errors - status.errors;
+    Status& old = statuses[{pair, url}];
     if (requests == 0) {
-      status.bad = 0;
-    } else if (is_known && new_requests > 0 && new_time_outs >= 0 && new_errors >= 0) {
-      Judge(url, threshold, new_requests, new_time_outs, new_errors, status.bad);
-    } else if (is_known && new_requests == 0) {
-      lines.push_back(Expect(INFO, "Update", "diff_request_count == 0, so skip it."));
+      old.bad = 0;
+    } else if (requests == old.requests) {
+      lines.push_back({INFO, "Update", "diff_request_count == 0, so skip it."});
       return;
+    } else if (requests > old.requests && time_outs >= old.time_outs && errors >= old.errors) {
+      Judge(url, threshold, requests - old.requests, time_outs - old.time_outs, errors - old.errors,
+            old.bad);
     } else {
-      Judge(url, threshold, requests, time_outs, errors, status.bad);
+      Judge(url, threshold, requests, time_outs, errors, old.bad);
     }
-    status = {status.bad, requests, time_outs, errors, now};
+    old = {old.bad, requests, time_outs, errors, now};
   }
 
   void Judge(const std::string& url, int threshold, long requests, long time_outs, long errors,
-             int& bad) {
+             int64_t& bad) {
     const long sum = time_outs + errors;
     const long result = sum * 100 / requests;
     bad = result < threshold ? 0 : bad + 1;
     if (bad > 0) {
-      lines.push_back(
-          Expect(WARN, "Update",
-                 "result: %ld is bigger than threshold: %d,  current unavailable_times: %d", result,
-                 threshold, bad));
+      lines.push_back({WARN, "Update",
+                       "result: " + std::to_string(result) +
+                           " is bigger than threshold: " + std::to_string(threshold) +
+                           ",  current unavailable_times: " + std::to_string(bad)});
     }
     const int levels[] = {TRACE, WARN, WARN, TRACE};
     lines.push_back(Expect(bad > 3 ? ERROR : levels[bad], "Update",

@@ -5,7 +5,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -13,7 +12,6 @@
 #include <tuple>
 #include <utility>
 
-#include "common/korvain_error_code.h"
 #include "service_api/statistic_mgr.h"
 #include "support/expected_line.h"
 
@@ -21,20 +19,20 @@ namespace test {
 
 using Pair = std::pair<int, int>;  // application and zone
 
+template <size_t SIZE>
+void SetText(char (&field)[SIZE], const std::string& text) {
+  memset(field, 0, SIZE);
+  text.copy(field, SIZE - 1);
+}
+
 class RegistryModel {
  public:
   using Record = KorvainService::SERVICEAPISTATISTIC;
   using Status = KorvainService::ACCESSRUNSTATUS;
-
-  struct Option {
-    int period = 60;
-    int64_t last_report = 0;
-    int business = 0, metalib = 0, dynamic_error = 0;
-    std::string text;
-  };
+  using Option = KorvainService::StatisticOption;
 
   void Create(int set, Pair pair, int64_t now_ms) {
-    if (!std::exchange(has_index, true)) {
+    if (records.empty()) {
       lines.push_back(Expect(DEBUG, "CreateStatisticMap", "allocate memory for MapAccessIndex:%zd",
                              sizeof(KorvainService::MapAccessIndex)));
     }
@@ -42,20 +40,18 @@ class RegistryModel {
     std::unique_ptr<Record>& record = records[pair];
     if (record == nullptr) {
       record = std::make_unique<Record>();
-      lines.push_back(Expect(DEBUG, "CreateStatisticMap",
-                             "allocate memory for SERVICEAPISTATISTIC:%zd", sizeof(Record)));
+      lines.push_back(
+          {DEBUG, "CreateStatisticMap", "allocate memory for SERVICEAPISTATISTIC:100056"});
     }
     record->iSetID = set;
     record->iAppID = pair.first;
     record->iZoneID = pair.second;
-    SetField(record->stProcessInfo.szIP, "127.0.0.1");
+    SetText(record->stProcessInfo.szIP, "127.0.0.1");
     record->stProcessInfo.iPid = getpid();
   }
 
   Option& OptionOf(Pair pair, int64_t now_ms) {
-    const auto [option, is_new] = options.emplace(pair, Option());
-    if (is_new) option->second.last_report = now_ms / 1000;
-    return option->second;
+    return options.emplace(pair, Option{60, now_ms / 1000, 0, 0, 0, ""}).first->second;
   }
 
   Record* Find(Pair pair) const {
@@ -63,102 +59,96 @@ class RegistryModel {
     return found == records.end() ? nullptr : found->second.get();
   }
 
+  int FindIndex(int zone, int ip, int port) const {
+    const auto found = index.find({zone, ip, port});
+    return found == index.end() ? -1 : found->second;
+  }
+
   Status* FindAccess(Pair pair, int ip, int port) const {
-    const auto found = index.find({pair.second, ip, port});
-    if (found == index.end() || found->second >= Find(pair)->iAccessCount) return nullptr;
-    return &Find(pair)->astAccessStatistic[found->second].stAccessRunStatus;
+    const int slot = FindIndex(pair.second, ip, port);
+    if (slot < 0 || slot >= Find(pair)->iAccessCount) return nullptr;
+    return &Find(pair)->astAccessStatistic[slot].stAccessRunStatus;
   }
 
   int AddAccess(Pair pair, const std::string& url, int ip, int port, const std::string& server) {
-    const auto [app, zone] = pair;
-    if (index.count({zone, ip, port}) != 0) return 0;
+    if (FindIndex(pair.second, ip, port) >= 0) return 0;
     Record* const record = Find(pair);
-    if (record == nullptr) return RefuseMissing("AddAccess", pair);
+    if (record == nullptr) return Refuse("AddAccess", "m_statistic_map.find() failed. ", pair);
     const int count = record->iAccessCount;
     if (count < 0 || count > 255) {
-      lines.push_back(Expect(
-          ERROR, "AddAccess",
-          "the access count(%d) >=  STATISTIC_MAX_ACCESS_COUNT(256), can't add new table to table "
-          "statisticapp_id:%d, zone_id:%d, url:%s",
-          count, app, zone, url.c_str()));
-      return KorvainService::GEN_ERR_ERR;
+      const std::string why = "the access count(" + std::to_string(count) +
+                              ") >=  STATISTIC_MAX_ACCESS_COUNT(256), can't add new table to "
+                              "table statistic";
+      return Refuse("AddAccess", why, pair, ", url:" + url);
     }
-    SetField(record->astAccessStatistic[count].stHostInfo.szUrl,
-             url.size() < 6 ? "" : url.substr(6));
-    SetField(record->astAccessStatistic[count].stHostInfo.szSvrId, server);
-    index[{zone, ip, port}] = count;
+    auto& host = record->astAccessStatistic[count].stHostInfo;
+    SetText(host.szUrl, url.size() < 6 ? "" : url.substr(6));
+    SetText(host.szSvrId, server);
+    index[{pair.second, ip, port}] = count;
     record->iAccessCount = count + 1;
-    lines.push_back(Expect(DEBUG, "AddAccess",
-                           "m_access_index_map->Insert() success. access count:%d, app_id:%d, "
-                           "zone_id:%d, url:%s, svr_id:%s",
-                           count + 1, app, zone, url.c_str(), server.c_str()));
+    lines.push_back(
+        {DEBUG, "AddAccess",
+         "m_access_index_map->Insert() success. access count:" + std::to_string(count + 1) + ", " +
+             Ids(pair) + ", url:" + url + ", svr_id:" + server});
     return 0;
   }
 
+  int Refuse(const char* func, const std::string& why, Pair pair, const std::string& what = "") {
+    lines.push_back({ERROR, func, why + Ids(pair) + what});
+    return -256;
+  }
+
   void ClearAccess(int zone) {
-    for (auto entry = index.begin(); entry != index.end();) {
-      entry = std::get<0>(entry->first) == zone ? index.erase(entry) : std::next(entry);
-    }
+    index.erase(index.lower_bound({zone, INT32_MIN, INT32_MIN}),
+                index.upper_bound({zone, INT32_MAX, INT32_MAX}));
   }
 
   int AddTable(Pair pair, const std::string& name) {
     if (name.empty()) {
-      lines.push_back(Expect(ERROR, "AddTable", "NULL == name || name is empty"));
-      return KorvainService::API_ERR_PARAMETER_INVALID;
+      lines.push_back({ERROR, "AddTable", "NULL == name || name is empty"});
+      return -1811;
     }
     Record* const record = Find(pair);
-    if (record == nullptr) return RefuseMissing("AddTable", pair);
+    if (record == nullptr) return Refuse("AddTable", "m_statistic_map.find() failed. ", pair);
     const int count = record->nTableCount;
     for (int i = 0; i < count && i < 256; ++i) {
       if (name.substr(0, 127) == record->astTableStatistic[i].szTableName) return i;
     }
     if (count < 0 || count > 255) {
-      lines.push_back(Expect(
-          ERROR, "AddTable",
-          "the table count(%d) is not in 0 to STATISTIC_MAX_TABLE_COUNT(256) - 1, can't add new "
-          "table. app_id:%d, zone_id:%d, name:%s",
-          count, pair.first, pair.second, name.c_str()));
-      return KorvainService::GEN_ERR_ERR;
+      const std::string why = "the table count(" + std::to_string(count) +
+                              ") is not in 0 to STATISTIC_MAX_TABLE_COUNT(256) - 1, can't add "
+                              "new table. ";
+      return Refuse("AddTable", why, pair, ", name:" + name);
     }
-    SetField(record->astTableStatistic[count].szTableName, name);
+    SetText(record->astTableStatistic[count].szTableName, name);
     record->nTableCount = static_cast<int16_t>(count + 1);
     return count;
   }
 
   void Reset(Pair pair) {
-    Record* const record = Find(pair);
-    if (record == nullptr) return;
-    const Record old = *record;
-    *record = Record();
-    record->iSetID = old.iSetID;
-    record->iAppID = old.iAppID;
-    record->iZoneID = old.iZoneID;
-    record->stProcessInfo = old.stProcessInfo;
+    constexpr size_t KEPT = offsetof(Record, nTableCount);
+    if (Record* const record = Find(pair)) {
+      memset(reinterpret_cast<char*>(record) + KEPT, 0, sizeof(Record) - KEPT);
+    }
   }
 
   bool IsReportDue(Pair pair, int64_t now) {
     const auto option = options.find(pair);
-    if (option == options.end() || Restarts(option->second.last_report > now, pair, now)) {
-      return false;
-    }
-    return static_cast<uint64_t>(now) - static_cast<uint64_t>(option->second.last_report) >=
-           static_cast<uint64_t>(option->second.period);
+    if (option == options.end()) return false;
+    if (Restarts(option->second.last_report_time > now, pair, now)) return false;
+    return Since(option->second, now) >= static_cast<uint64_t>(option->second.report_period);
   }
 
   void CalculateAverage(Pair pair, int64_t now) {
     const auto option = options.find(pair);
     if (option == options.end()) return;
-    if (Restarts(option->second.last_report >= now, pair, now) || Find(pair) == nullptr) return;
-    const uint64_t seconds =
-        static_cast<uint64_t>(now) - static_cast<uint64_t>(option->second.last_report);
+    if (Restarts(option->second.last_report_time >= now, pair, now) || !Find(pair)) return;
+    const uint64_t seconds = Since(option->second, now);
     Record& record = *Find(pair);
-    auto& overall = record.stOverallRunStatus;
-    Rescale(overall, offsetof(KorvainService::OVERALLRUNSTATUS, dwAccessErrCountPerMin), 11,
-            seconds);
-    Rescale(overall, offsetof(KorvainService::OVERALLRUNSTATUS, dwDynamicErrCountPerMin), 1,
-            seconds);
-    Average(overall);
-    SetField(overall.szUserDefinedText, option->second.text);
+    Rescale(record.stOverallRunStatus, 2, 11, seconds);  // from dwAccessErrCountPerMin on
+    Rescale(record.stOverallRunStatus, 58, 1, seconds);  // dwDynamicErrCountPerMin
+    Average(record.stOverallRunStatus);
+    SetText(record.stOverallRunStatus.szUserDefinedText, option->second.user_define_text);
     for (int i = 0; i < record.nTableCount && i < 256; ++i) {
       Rescale(record.astTableStatistic[i].stTableRunStatus, 0, 12, seconds);
     }
@@ -170,30 +160,25 @@ class RegistryModel {
     }
   }
 
-  bool has_index = false;
   std::map<Pair, std::unique_ptr<Record>> records;
   std::map<Pair, Option> options;
   std::map<std::tuple<int, int, int>, int> index;  // zone, address, port
   LogLines lines;
 
  private:
-  int RefuseMissing(const char* func, Pair pair) {
-    lines.push_back(Expect(ERROR, func, "m_statistic_map.find() failed. app_id:%d, zone_id:%d",
-                           pair.first, pair.second));
-    return KorvainService::GEN_ERR_ERR;
+  static std::string Ids(Pair pair) {
+    return "app_id:" + std::to_string(pair.first) + ", zone_id:" + std::to_string(pair.second);
   }
 
   bool Restarts(bool has_gone_back, Pair pair, int64_t now) {
     if (!has_gone_back) return false;
-    options[pair].last_report = now;
+    options[pair].last_report_time = now;
     Reset(pair);
     return true;
   }
 
-  template <size_t SIZE>
-  static void SetField(char (&field)[SIZE], const std::string& text) {
-    memset(field, 0, SIZE);
-    memcpy(field, text.data(), std::min(SIZE - 1, text.size()));
+  static uint64_t Since(const Option& option, int64_t now) {
+    return static_cast<uint64_t>(now) - static_cast<uint64_t>(option.last_report_time);
   }
 
   template <class Counters>
