@@ -88,6 +88,8 @@ TEST_F(StatisticMgrTest, CutsTextsToTheirFields) {
   EXPECT_EQ(mgr.AddAccess(10, 20, ("udp://" + url).c_str(), 1, 80, server.c_str()), 0);
   EXPECT_EQ(host.szUrl, url.substr(1));
   EXPECT_EQ(host.szSvrId, server.substr(1));
+  EXPECT_EQ(mgr.AddAccess(10, 20, "udp:/\0behind", 2, 80, ""), 0);
+  EXPECT_STREQ(record.astAccessStatistic[1].stHostInfo.szUrl, "") << "shorter than any scheme";
   for (const auto& [end, index] : {std::pair("", 0), {"x", 1}, {"xyz", 1}, {"y", 2}, {"", 0}}) {
     EXPECT_EQ(mgr.AddTable(10, 20, (name + end).c_str()), index);
   }
