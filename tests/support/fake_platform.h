@@ -55,6 +55,7 @@ extern int64_t clock_reads;
 
 // The seconds that gettimeofday gives while set.
 extern std::optional<int64_t> wall_seconds;
+extern int wall_reads;
 
 // Counts calls of operator new and makes chosen ones fail, counted from 0. A non-throwing
 // allocation counts as such only.
