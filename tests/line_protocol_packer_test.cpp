@@ -5,9 +5,11 @@
 #include <cstring>
 #include <memory>
 #include <numeric>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <vector>
 
 #include "line_protocol/report_packer.h"
 #include "support/strict_line_reader.h"
@@ -154,28 +156,13 @@ TEST(DatagramSplitTest, DividesAtLineEndsWithinTheSize) {
 
 TEST(StrictLineReaderTest, RefusesWhatAReaderRefuses) {
   EXPECT_TRUE(test::ReadLines("m,t=a\\ \\,\\=\\b f=1i,g=\"\\\"\\\\\t\" -5\n"));
-  const char* const refused[] = {" f=1i",
-                                 "m",
-                                 "m,t=v",
-                                 "m,t f=1i",
-                                 "m,t= f=1i",
-                                 "m,=v f=1i",
-                                 "m,_t=v f=1i",
-                                 "m,t=v,t=w f=1i",
-                                 "m f=1i,f=2i",
-                                 "m,t=\\\\ f=1i",
-                                 "m,t=a\\",
-                                 "m,t=a\tb f=1i",
-                                 "m f=\"\r\"",
-                                 "m f=1",
-                                 "m f=9223372036854775808i",
-                                 "m f=\"a",
-                                 "m f=\"\\n\"",
-                                 "m f=1i ",
-                                 "m f=1i 1i",
-                                 "m f=\"\xC0\x80\"",
-                                 "m f=\"\xC3\""};
-  for (const char* line : refused) EXPECT_FALSE(test::ReadLines(line + std::string("\n"))) << line;
+  std::istringstream refused(
+      " f=1i|m|m,t=v|m,t f=1i|m,t= f=1i|m,=v f=1i|m,_t=v f=1i|m,t=v,t=w f=1i|m f=1i,f=2i|"
+      "m,t=\\\\ f=1i|m,t=a\\|m,t=a\tb f=1i|m f=\"\r\"|m f=1|m f=9223372036854775808i|m f=\"a|"
+      "m f=\"\\n\"|m f=1i |m f=1i 1i|m f=\"\xC0\x80\"|m f=\"\xC3\"");
+  for (std::string line; std::getline(refused, line, '|');) {
+    EXPECT_FALSE(test::ReadLines(line + '\n')) << line;
+  }
 }
 
 }  // namespace

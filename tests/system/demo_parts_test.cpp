@@ -1,36 +1,19 @@
-// The parts of the demo that meet what others send: lines of reports, the datagrams of proxies and
-// URLs.
+// The parts of the demo that meet what others send: lines of reports and the datagrams of proxies.
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdint>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "demo/collect_server/report_assembler.h"
 #include "demo/common/report_line.h"
-#include "demo/common/udp_socket.h"
 #include "demo/common/wire_format.h"
 
 namespace demo {
 
 namespace {
-
-TEST(ReportLineTest, ReadsWhatALineMeans) {
-  const auto line =
-      ReadReportLine(R"(m,zone=zone\,\ of\=two,path=a\b f=4294967295i,g=-9223372036854775808i,)"
-                     R"(text="a \"quoted\" \\ text\n, x=1" 77)");
-  ASSERT_TRUE(line);
-  EXPECT_EQ(line->measurement, "m");
-  EXPECT_EQ(line->Tag("zone"), "zone, of=two");
-  EXPECT_EQ(line->Tag("path"), R"(a\b)");
-  EXPECT_EQ(line->Integer("f"), 4294967295);
-  EXPECT_EQ(line->Integer("g"), INT64_MIN);
-  EXPECT_EQ(line->texts.at("text"), R"(a "quoted" \ text\n, x=1)");
-  EXPECT_EQ(line->timestamp_ns, 77);
-}
 
 TEST(ReportLineTest, TakesNothingElse) {
   std::ifstream file(MALFORMED_LINES);  // divided by '|', and by line ends that are not of them
@@ -40,16 +23,6 @@ TEST(ReportLineTest, TakesNothingElse) {
     EXPECT_FALSE(ReadReportLine(line)) << line;
   }
   EXPECT_GT(lines, 40);
-}
-
-TEST(ReportLineTest, HoldsSoManyTagsAndFieldsAndNoMore) {
-  std::string tags;
-  for (size_t i = 0; i < MOST_TAGS; ++i) tags += ",t" + std::to_string(i) + "=v";
-  std::string fields = "f=1i";
-  for (size_t i = 1; i < MOST_FIELDS; ++i) fields += ",f" + std::to_string(i) + "=1i";
-  EXPECT_TRUE(ReadReportLine("m" + tags + " " + fields + " 1"));
-  EXPECT_FALSE(ReadReportLine("m" + tags + ",t=v " + fields + " 1"));
-  EXPECT_FALSE(ReadReportLine("m" + tags + " " + fields + ",g=1i 1"));
 }
 
 TEST(ReportAssemblerTest, PassesOnWhatIsCompleteOverdueOrTooMuch) {
@@ -98,16 +71,6 @@ TEST(WireFormatTest, DecodesWhatItEncodes) {
   EXPECT_EQ(Encode(DecodeResponse(response).value()), response);
   EXPECT_FALSE(DecodeResponse(response.substr(0, 12) + '\2')) << "an unknown status";
   EXPECT_FALSE(DecodeRequest(request + '\0') || DecodeResponse(response.substr(0, 12)));
-}
-
-TEST(UdpSocketTest, TakesNothingButCompleteUrls) {
-  EXPECT_EQ(ToUrl(ParseUdpUrl("udp://127.0.0.1:00080").value()), "udp://127.0.0.1:80");
-  std::istringstream urls(
-      "|udp:|udp://|udp://:80|127.0.0.1:80|tcp://127.0.0.1:80|udp://localhost:80|udp://[::1]:80|"
-      "udp://127.0.0:80|udp://256.0.0.1:80|udp://127.0.0.1|udp://127.0.0.1:|udp://127.0.0.1:0|"
-      "udp://127.0.0.1:65536|udp://127.0.0.1:000080|udp://127.0.0.1:+80|udp://127.0.0.1:80 ");
-  for (std::string url; std::getline(urls, url, '|');) EXPECT_FALSE(ParseUdpUrl(url)) << url;
-  EXPECT_TRUE(ParseUdpUrl("udp://127.0.0.1:0", PortRule::OR_ZERO));
 }
 
 }  // namespace
