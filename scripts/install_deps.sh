@@ -24,7 +24,7 @@ case "${1:-}" in
     optional+=(gcovr)
     ;;
   fuzz)
-    packages+=(clang libgtest-dev)
+    packages+=(clang)
     optional+=(libclang-rt-dev)
     ;;
   *)
