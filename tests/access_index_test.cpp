@@ -18,6 +18,7 @@ TEST(Mix, GivesTheKnownValues) {
   EXPECT_EQ(mix(0, 0, 0), 0u);
   EXPECT_EQ(mix(0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF), 0xC9B16DCFu);
   EXPECT_EQ(StatisticAccessInfoHash()({1, 0x0100007F, 8080}), 0xA1B4A472u);
+  EXPECT_EQ(StatisticAccessInfoHash()({1, 2, 1 << 20}), mix(1, 2, 1 << 20));
 }
 
 TEST(StatisticKey, KeepsItsHalvesApart) {
@@ -51,6 +52,12 @@ TEST(MapAccessIndex, KeepsTheFirstIndexUntilTheZoneIsCleared) {
   index.Clear(5);
   EXPECT_EQ(index.Find(5, 77, 9000), INVALID_ARRAY_INDEX);
   EXPECT_EQ(index.Find(6, 77, 9000), 4);
+  const test::Allocations allocations;
+  for (int round = 0; round < 100; ++round) {
+    EXPECT_EQ(index.Insert(5, 78, 9000, round), 0);
+    index.Clear(5);
+  }
+  EXPECT_EQ(test::Allocations::Count(), 0) << "it is what was cleared that is used";
 }
 
 // The insertion that makes the table grow allocates in several places; each is made to fail.

@@ -129,6 +129,7 @@ TEST_F(JudgeProxyTest, AResetIsLoggedAndKeepsTheCounters) {
   EXPECT_EQ(refusal.file, "judge_proxy.cpp");
 
   EXPECT_EQ(judge.ResetJudgeProxyStatus(APP, ZONE, "udp://0"), -2) << "not evaluated yet";
+  mgr.AddAccess(APP, ZONE, "udp://", 1, 80, "s");
   Count(10, 10, 0);
   CycleAfter(11);
   EXPECT_EQ(judge.ResetJudgeProxyStatus(APP, ZONE, "tcp://0"), 0);
@@ -137,6 +138,7 @@ TEST_F(JudgeProxyTest, AResetIsLoggedAndKeepsTheCounters) {
             "600 ResetJudgeProxyStatus: ResetJudgeProxyStatus success, url: tcp://0.");
   EXPECT_GT(success.line, refusal.line);
   EXPECT_EQ(BadCycles(), 0);
+  EXPECT_EQ(judge.GetUnavailableTimes(APP, ZONE, "udp\0 not read"), 0) << "the empty one's";
   Count(20, 12, 0);
   EXPECT_EQ(CycleAfter(int64_t{1} << 32).back().text.substr(0, 6), "sum:2,") << "much later";
 }

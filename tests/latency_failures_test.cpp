@@ -46,7 +46,7 @@ void* __wrap_objslab_get(LPOBJSLAB slab, int id) {
   return last_memory = Fails("get") ? nullptr : __real_objslab_get(slab, id);
 }
 int __wrap_objslab_free(LPOBJSLAB slab, int id) {
-  return (__real_objslab_free(slab, id) == 0) == are_frees_denied ? -1 : 0;
+  return (__real_objslab_free(slab, id) == 0) == are_frees_denied ? 1 : 0;
 }
 
 }  // extern "C"

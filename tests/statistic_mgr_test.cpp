@@ -1,6 +1,7 @@
 #include "service_api/statistic_mgr.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <string>
@@ -60,6 +61,11 @@ TEST_F(StatisticMgrTest, PairsAreSeparateAndRecordsNeverMove) {
   const SERVICEAPISTATISTIC* const record = &Create(1, 2);
   for (int zone = 100; zone < 400; ++zone) EXPECT_NE(&Create(1, zone), record);
   EXPECT_EQ(mgr.GetServiceApiStatistic(1, 2), record);
+  EXPECT_EQ(
+      KorvainServiceStatisticMgr().GetAccessRunStatus(*mgr.GetServiceApiStatistic(1, 2), 1, 2),
+      nullptr);
+  const auto is_own_pid = [this] { return Create(1, 3).stProcessInfo.iPid == getpid(); };
+  EXPECT_EXIT(_exit(is_own_pid() ? 0 : 1), ::testing::ExitedWithCode(0), "") << "of a child";
 }
 
 TEST_F(StatisticMgrTest, TakesTheFirstAddressThatIsNotTheLoopback) {
@@ -178,6 +184,15 @@ TEST_F(StatisticMgrTest, AMinutesReportCarriesTheUserText) {
   EXPECT_EQ(std::string(overall.szUserDefinedText, 512), std::string(512, 0));
   mgr.CalculateAverage(10, 20, -1061);
   EXPECT_TRUE(mgr.IsShouldReportStatisticNow(10, 20, -1001)) << "a minute after it went back";
+  mgr.SetReportPeriod(10, 20, 120);
+  EXPECT_FALSE(mgr.IsShouldReportStatisticNow(10, 20, -1001));
+  mgr.SetReportPeriod(10, 20, 59);
+  EXPECT_TRUE(mgr.IsShouldReportStatisticNow(10, 20, -1001)) << "60 instead";
+  mgr.SetLastReportTime(10, 20, INT64_MIN);
+  EXPECT_TRUE(mgr.IsShouldReportStatisticNow(10, 20, INT64_MAX));
+  mgr.SetLastReportTime(10, 21, 5000);
+  mgr.CalculateAverage(10, 21, 4000);
+  EXPECT_TRUE(mgr.IsShouldReportStatisticNow(10, 21, 4060)) << "a pair without record, too";
 }
 
 }  // namespace

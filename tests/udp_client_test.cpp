@@ -84,6 +84,9 @@ TEST_F(UDPClientTest, SaysWhichCallFailed) {
             "700 Send: sendto() failed. buf_len:3, url:udp://10.0.0.1:80, sock fd:" +
                 std::to_string(descriptor) + "\n");
   EXPECT_EQ(client.Send("abc", 3), 0) << "a failed send does not close";
+  platform.errors[test::PENDING] = {ECONNREFUSED};
+  EXPECT_EQ(client.TakePendingError(), 0);
+  EXPECT_EQ(platform.errors[test::PENDING].size(), 1u) << "not asked for, as nothing is noticed";
 }
 
 TEST_F(UDPClientTest, SendsWhatIPv4Carries) {

@@ -134,7 +134,8 @@ int getnameinfo(const sockaddr* address, socklen_t length, char* host, socklen_t
                 char* service, socklen_t service_length, int flags) {
   if (const int error = NextError(GETNAMEINFO)) return error;
   if (active != nullptr && active->interfaces && address->sa_family == AF_INET &&
-      reinterpret_cast<const sockaddr_in*>(address)->sin_addr.s_addr == INADDR_ANY) {
+      (reinterpret_cast<const sockaddr_in*>(address)->sin_addr.s_addr == INADDR_ANY ||
+       length != sizeof(sockaddr_in))) {
     return EAI_FAIL;
   }
   return Real(getnameinfo, "getnameinfo")(address, length, host, host_length, service,
@@ -144,7 +145,7 @@ int getnameinfo(const sockaddr* address, socklen_t length, char* host, socklen_t
 int gettimeofday(timeval* __restrict now, void* __restrict zone) noexcept {
   if (!wall_seconds) return Real(gettimeofday, "gettimeofday")(now, zone);
   ++wall_reads;
-  *now = timeval{*wall_seconds, 999999};
+  *now = timeval{*wall_seconds, *wall_seconds % 2 == 0 ? 999999 : 0};
   return 0;
 }
 

@@ -9,8 +9,8 @@
 
 #include "common/korvain_error_code.h"
 #include "service_api/latency_data_mgr.h"
-#include "support/expected_line.h"
 #include "support/fake_platform.h"
+#include "support/recording_logger.h"
 #include "support/registry_model.h"
 
 namespace test {

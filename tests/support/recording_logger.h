@@ -30,6 +30,17 @@ inline std::ostream& operator<<(std::ostream& out, const LogLine& line) {
   return out << line.level << ' ' << line.func << ": " << line.text;
 }
 
+// A line written as printf would.
+__attribute__((format(printf, 3, 4))) inline LogLine Expect(int level, const char* func,
+                                                            const char* fmt, ...) {
+  char text[1024];
+  va_list arguments;
+  va_start(arguments, fmt);
+  vsnprintf(text, sizeof(text), fmt, arguments);
+  va_end(arguments);
+  return {level, func, text};
+}
+
 using LogLines = std::vector<LogLine>;
 
 class RecordingLogger : public KorvainService::Logger {

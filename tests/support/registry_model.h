@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "service_api/statistic_mgr.h"
-#include "support/expected_line.h"
+#include "support/recording_logger.h"
 
 namespace test {
 
