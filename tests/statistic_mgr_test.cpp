@@ -21,7 +21,7 @@ using test::LogLines;
 
 class StatisticMgrTest : public ::testing::Test {
  protected:
-  StatisticMgrTest() { mgr.Init(&logger); }
+  StatisticMgrTest() { EXPECT_EQ(mgr.Init(&logger), 0); }
 
   // Its report period begins at second 1000.
   SERVICEAPISTATISTIC& Create(int app_id, int zone_id) {
@@ -184,10 +184,19 @@ TEST_F(StatisticMgrTest, AMinutesReportCarriesTheUserText) {
   EXPECT_EQ(std::string(overall.szUserDefinedText, 512), std::string(512, 0));
   mgr.CalculateAverage(10, 20, -1061);
   EXPECT_TRUE(mgr.IsShouldReportStatisticNow(10, 20, -1001)) << "a minute after it went back";
-  mgr.SetReportPeriod(10, 20, 120);
-  EXPECT_FALSE(mgr.IsShouldReportStatisticNow(10, 20, -1001));
-  mgr.SetReportPeriod(10, 20, 59);
-  EXPECT_TRUE(mgr.IsShouldReportStatisticNow(10, 20, -1001)) << "60 instead";
+}
+
+TEST_F(StatisticMgrTest, AReportIsDueAtTheEndOfThePeriod) {
+  for (const int id :
+       {mgr.GetBusinessId(10, 20), mgr.GetMetalibId(10, 20), mgr.GetDynamicErrorCode(10, 20)}) {
+    EXPECT_EQ(id, 0) << "without options";
+  }
+  mgr.SetLastReportTime(10, 20, 1000);
+  for (const auto& [given, period] : {std::pair(120, 120), {61, 61}, {59, 60}, {-5, 60}}) {
+    mgr.SetReportPeriod(10, 20, given);
+    EXPECT_FALSE(mgr.IsShouldReportStatisticNow(10, 20, 1000 + period - 1)) << given;
+    EXPECT_TRUE(mgr.IsShouldReportStatisticNow(10, 20, 1000 + period)) << given;
+  }
   mgr.SetLastReportTime(10, 20, INT64_MIN);
   EXPECT_TRUE(mgr.IsShouldReportStatisticNow(10, 20, INT64_MAX));
   mgr.SetLastReportTime(10, 21, 5000);
