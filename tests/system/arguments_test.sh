@@ -42,7 +42,7 @@ for program in sim_proxy collect_server demo_host report_check.py database_check
 done
 for url in "" 127.0.0.1:9000 tcp://127.0.0.1:9000 udp://127.0.0.1 udp://127.0.0.1:65536 \
   udp://127.0.0.256:9000 udp://localhost:9000 udp://127.0.0.1:9000x udp://127.0.0:9000 \
-  udp://127.0.0.1:009000 udp://127.0.0.1:+9000 udp://[::1]:9000 udp://:9000; do
+  udp://127.0.0.1:009000 udp://127.0.0.1:+9000 "udp://[::1]:9000" udp://:9000; do
   expect_refusal "'$url'" sim_proxy --listen "$url"
   expect_refusal "'$url'" collect_server --listen "$url"
   expect_refusal "'$url'" demo_host --proxy "$url" --collect udp://127.0.0.1:9001
