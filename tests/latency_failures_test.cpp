@@ -126,6 +126,7 @@ TEST(LatencyFailures, EachFullPoolHasACounterOfItsOwn) {
   for (int i = 1; i < MAX_LOG_FREQUENCY; ++i) scene.PushWhereNodesAreFull();
   fault = {"is_full", 0};
   EXPECT_EQ(scene.Push(), API_ERR_ALLOCATE_MEMORY);
+  EXPECT_EQ(scene.latency.Withdraw(55), GEN_ERR_ERR) << "nor do unknown ids share it";
   EXPECT_EQ(scene.logger.Take(), LogLines());
   scene.PushWhereNodesAreFull();
   EXPECT_EQ(scene.logger.Take(),
