@@ -112,6 +112,8 @@ TEST_F(StatisticMgrTest, RefusesNullTextsAndFullArrays) {
   EXPECT_EQ(mgr.AddAccess(10, 20, "udp://a", 1, 80, nullptr), -1811);
   EXPECT_EQ(mgr.AddTable(10, 20, nullptr), -1811);
   EXPECT_EQ(mgr.AddAccess(10, 20, "udp://a", 2, 80, "s"), -256);
+  record.nTableCount = 256;
+  EXPECT_EQ(mgr.AddTable(10, 20, "t"), -256);
   const std::string null_text = "NULL == url || NULL == svr_id";
   EXPECT_EQ(logger.Take(),
             (LogLines{{ERROR, "AddAccess", null_text},
@@ -119,7 +121,10 @@ TEST_F(StatisticMgrTest, RefusesNullTextsAndFullArrays) {
                       {ERROR, "AddTable", "NULL == name || name is empty"},
                       {ERROR, "AddAccess",
                        "the access count(256) >=  STATISTIC_MAX_ACCESS_COUNT(256), can't add new "
-                       "table to table statisticapp_id:10, zone_id:20, url:udp://a"}}));
+                       "table to table statisticapp_id:10, zone_id:20, url:udp://a"},
+                      {ERROR, "AddTable",
+                       "the table count(256) is not in 0 to STATISTIC_MAX_TABLE_COUNT(256) - 1, "
+                       "can't add new table. app_id:10, zone_id:20, name:t"}}));
   mgr.Init(nullptr);
   mgr.AddTable(10, 20, nullptr);
   EXPECT_TRUE(logger.lines.empty()) << "the last logger given is used";
