@@ -13,8 +13,7 @@ namespace {
 
 using test::LogLines;
 
-constexpr int APP = 1;
-constexpr int ZONE = 2;
+constexpr int APP = 1, ZONE = 2;
 
 class JudgeProxyTest : public ::testing::Test {
  protected:
