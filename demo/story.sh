@@ -3,18 +3,30 @@
 # servers, four proxies and a host that reports. One proxy drops its requests for a while, another
 # answers with errors, and then the collect server in use is killed.
 #
-# Expects in $programs the directory of the programs, in $work one for the files of the run, in $log
-# a file, and in $verbose "--verbose" or nothing. The checkers are in $checks.
+# Expects in $programs the directory of the programs, in $work one for the files of the run, and in
+# $log a file. What is said goes to descriptor 3, see open_log. The checkers are in $checks.
 checks=$(cd "$(dirname "${BASH_SOURCE[0]}")/../tests/system/checks" && pwd)
 readonly checks
 
-# For the person who watches, and the log. One write a line.
-say() {
-  local line=$*
-  printf '[story] %s\n' "$line" >>"$log"
-  if [ -t 1 ]; then line=$'\033[1m'$line$'\033[0m'; fi
-  printf '%s\n' "$line"
+# Lines begin with the name of who says them and '!', '>' or ':', as demo/common/console.h has it.
+
+# Opens descriptor 3. All lines that are written there go into the log; those for a person are
+# shown, all of them if $verbose is set, the turns of the story bold on a terminal.
+open_log() {
+  local bold="" plain="" show='/^[^ ]*[!>] /!d'
+  if [ -t 1 ]; then bold=$'\033[1m' plain=$'\033[0m'; fi
+  if [[ -n $verbose ]]; then show=""; fi
+  exec 3> >(tee -a "$log" | sed -u -e "$show" -e "s/^[^ ]*! \(.*\)/$bold\1$plain/" -e 's/^[^ ]*> //')
+  viewer=$!
 }
+
+# Waits until all lines are shown.
+close_log() {
+  exec 3>&-
+  wait "$viewer" || true
+}
+
+say() { printf 'story! %s\n' "$*" >&3; }
 
 fail() {
   printf 'demo: %s\n' "$*" >&2
@@ -33,11 +45,7 @@ set_pace() {
 
 # start NAME PROGRAM ARGUMENTS...: leaves the process id in $started.
 start() {
-  local name=$1 program=$2
-  shift 2
-  # The word is left out when there is none.
-  # shellcheck disable=SC2086
-  "$programs/$program" --name "$name" --log "$log" $verbose "$@" &
+  "$programs/$2" --name "$1" "${@:3}" >&3 3>&- &
   started=$!
 }
 
@@ -78,9 +86,9 @@ has_logged() { grep -qF "$1" "$log"; }
 # start_server NAME PROGRAM ARGUMENTS...: leaves the process id in $started and the URL in $url. The
 # server finds a free port by itself.
 start_server() {
-  start "$@" --ready-file "$work/$1.ready"
-  wait_until "$1 is ready" 10 test -s "$work/$1.ready"
-  url=$(<"$work/$1.ready")
+  start "$@"
+  wait_until "$1 is ready" 10 has_logged "$1: receiving on "
+  url=$(sed -n "s/^$1: receiving on //p" "$log")
 }
 
 start_collect_servers() {
@@ -149,9 +157,13 @@ kill_server_in_use() {
   kill -KILL "${collect_pids[in_use]}"
   wait "${collect_pids[in_use]}" 2>/dev/null || true
   wait_until "reports move on" 30 has_logged "does not answer: reports go to"
-  kill -USR1 "${collect_pids[1 - in_use]}" # shows the next report
   wait_for_reports 1
+  say "the last report that collect-$((2 - in_use)) holds as a whole, on the host's fast clock:"
+  show_report "collect-$((2 - in_use))" >&3
 }
+
+# The last report that is there as a whole.
+show_report() { "$checks/report_table.py" --file "$work/$1" | sed 's/^/report> /'; }
 
 play_story() {
   start_collect_servers

@@ -3,7 +3,8 @@
 //   service COLLECT_URL PROXY_URL...        such as udp://127.0.0.1:9100 udp://127.0.0.1:9000
 //
 // sends requests to the proxies in turn, and reports every minute and when it is interrupted. A
-// request is "KVRQ", 0, id, zone, table in network byte order; its response "KVRS", 0, id, failure.
+// request is "KVRQ" and its id in network byte order; its response "KVRS" and id, "KVRE" on
+// failure.
 #include <arpa/inet.h>
 #include <line_protocol/report_packer.h>
 #include <poll.h>
@@ -93,8 +94,7 @@ class Service {
     to.sin_family = AF_INET;
     to.sin_addr.s_addr = static_cast<in_addr_t>(ip);
     to.sin_port = htons(static_cast<uint16_t>(port));
-    const uint32_t request[] = {htonl(0x4B565251), 0, htonl(static_cast<uint32_t>(id)), htonl(ZONE),
-                                htonl(static_cast<uint32_t>(m_table))};
+    const uint32_t request[] = {htonl(0x4B565251), htonl(static_cast<uint32_t>(id))};
     if (sendto(m_socket, request, sizeof(request), 0, reinterpret_cast<sockaddr*>(&to),
                sizeof(to)) < 0) {
       m_latency.Withdraw(id);
@@ -108,15 +108,16 @@ class Service {
   }
 
   bool TakeResponse(SERVICEAPISTATISTIC& record) {
-    uint32_t words[4] = {};
+    uint32_t words[2] = {};
     if (recv(m_socket, words, sizeof(words), 0) < 0) return false;
-    const auto id = static_cast<int32_t>(ntohl(words[2]));
+    const auto id = static_cast<int32_t>(ntohl(words[1]));
     const LatencyData* const request = m_latency.Find(id);
     if (request == nullptr) return true;  // the response is late
     ++record.stOverallRunStatus.dwResponseCountPerMin;
     ACCESSRUNSTATUS* const access =
         m_statistic.GetAccessRunStatus(record, request->ip, request->port);
-    if (access != nullptr && words[3] != 0) ++access->dwProxyReturnSystemErrCountPerMin;
+    if (access != nullptr && words[0] != htonl(0x4B565253))
+      ++access->dwProxyReturnSystemErrCountPerMin;
     m_latency.CalculateDelay(id, GetCurrentMilliseconds(), &m_statistic);
     return true;
   }

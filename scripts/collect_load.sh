@@ -15,7 +15,6 @@ usage: scripts/collect_load.sh [--programs DIRECTORY] [SERVICES...]
 END
 }
 
-verbose=""
 programs=""
 services=()
 while (($# > 0)); do
@@ -63,7 +62,7 @@ burst() {
   mapfile -t arguments < <(write_proxies)
   "$programs/demo_host" "${arguments[@]}" --collect "$agent_udp" --zones 8 --tables 256 --rate 1 \
     --clock-speed 60 --timeout 1000 --duration 3 --datagrams-per-ms "$1" --datagram-size "$2" \
-    --journal "$work/journal" --log "$log" >/dev/null
+    --journal "$work/journal" >>"$log"
   sleep 1
   reports=$(grep -c '"handed_over":true' "$work/journal")
   sent=$((reports * (1 + 256 + 256)))

@@ -48,6 +48,7 @@ log=$output/demo.log
 prepare_run
 
 main() {
+  open_log
   SECONDS=0
   say "A database, two agents as collect servers, four proxies, and two hosts whose clocks run" \
     "$clock_speed times as fast as real time, from the past to now."
@@ -55,7 +56,8 @@ main() {
   say "Does the database hold what the hosts have journalled?"
   wait_for_the_last
   local status=0
-  check_database | tee -a "$log" || status=$?
+  check_database | sed 's/^/check> /' >&3 || status=$?
+  close_log
   draw_report
   printf 'The demo took %d s. The picture is %s/report.svg and .png, the log %s\n' \
     "$SECONDS" "$output" "$log"

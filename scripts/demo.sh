@@ -106,6 +106,7 @@ build_programs() {
 main() {
   if [[ -z $programs ]]; then build_programs; fi
   : >"$log" || fail "cannot write the log $log"
+  open_log
   SECONDS=0
   set_pace full
   say "Two collect servers, four proxies and a host whose clock runs $clock_speed times as fast as" \
@@ -113,7 +114,8 @@ main() {
   play_story
   say "Do the reports agree with what each program has counted by itself?"
   local status=0
-  check_story | tee -a "$log" || status=$?
+  check_story | sed 's/^/check> /' >&3 || status=$?
+  close_log
   printf 'The demo took %d s. Everything that was said is in %s\n' "$SECONDS" "$log"
   return "$status"
 }

@@ -12,7 +12,7 @@ readonly seconds=${1:-60} build=build/fuzz max_length=600
 shift || true
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
-  targets=(access_index datagram_readers operations operations_small packer pool_and_list urls)
+  targets=(access_index operations operations_small packer pool_and_list urls)
 fi
 
 scripts/install_deps.sh fuzz
@@ -47,7 +47,7 @@ fuzz() {
 # Inputs that differ only in how often they take a branch are kept where they are not too many.
 merge() {
   local corpus=fuzz/corpus/$1 merged=$build/merged/$1 options=(-merge=1 -use_counters=0)
-  case $1 in access_index | datagram_readers | packer | pool_and_list) options=(-set_cover_merge=1) ;; esac
+  case $1 in access_index | packer | pool_and_list) options=(-set_cover_merge=1) ;; esac
   rm -rf "$merged"
   mkdir -p "$merged" "$build/found/$1"
   "$build/fuzz/fuzz_$1" "${options[@]}" -max_len="$max_length" "$merged" "$corpus" \

@@ -1,4 +1,4 @@
-// What a program says: to the person who watches, and to a log.
+// What a program says, a line a message.
 #ifndef KORVAIN_DEMO_CONSOLE_H_
 #define KORVAIN_DEMO_CONSOLE_H_
 
@@ -9,60 +9,38 @@
 #include <string_view>
 #include <utility>
 
-#include "demo/common/output_file.h"
-
 namespace demo {
 
-struct ConsoleOptions {
-  std::string name;
-  std::string log_path;  // empty: no log
-  bool is_verbose = false;
-};
-
-// Every message, of one line or several, is one write, so that the lines of several programs do not
-// tear each other; only a message of more than a pipe takes at once goes in several, each of whole
-// lines. Where nobody reads standard output, lines are dropped: no program hangs for that.
+// The character after the program's name says for whom a line is: '!' is a turn of the story and
+// '>' the usual, both for a person who watches; ':' is for the log. Each line is one write, so that
+// the lines of several programs do not tear each other. Where nobody reads standard output, lines
+// are dropped: no program hangs or ends for that.
 class Console {
  public:
-  // Throws std::runtime_error when the log cannot be opened.
-  explicit Console(const ConsoleOptions& options);
+  explicit Console(std::string_view name) : m_name(name) {}
 
-  // A turn of the story, set off from other lines on a terminal.
   template <class... Args>
   void Announce(fmt::format_string<Args...> format, Args&&... args) {
-    Print(fmt::format(format, std::forward<Args>(args)...), Audience::PERSON_AT_ONCE);
+    Print('!', fmt::format(format, std::forward<Args>(args)...));
   }
 
-  // For the person as well.
   template <class... Args>
   void Say(fmt::format_string<Args...> format, Args&&... args) {
-    Print(fmt::format(format, std::forward<Args>(args)...), Audience::PERSON);
+    Print('>', fmt::format(format, std::forward<Args>(args)...));
   }
 
-  // For the log, and for the person who asked for everything.
   template <class... Args>
   void Note(fmt::format_string<Args...> format, Args&&... args) {
-    Print(fmt::format(format, std::forward<Args>(args)...), Audience::LOG);
+    Print(':', fmt::format(format, std::forward<Args>(args)...));
   }
 
-  // For files that cannot be written.
-  OutputFile::Complaint Complainer() {
-    return [this](const std::string& complaint) { Announce("{}", complaint); };
-  }
-
-  // Messages that standard output did not take.
   int64_t Dropped() const { return m_dropped; }
 
  private:
-  enum class Audience { PERSON_AT_ONCE, PERSON, LOG };
+  void Print(char audience, std::string_view text);
 
-  void Print(std::string_view text, Audience audience);
-
-  const std::string m_prefix;
-  const bool m_is_verbose;
-  const bool m_is_terminal;
+  const std::string m_name;
   int64_t m_dropped = 0;
-  OutputFile m_log;
 };
 
 }  // namespace demo

@@ -3,22 +3,20 @@
 #define KORVAIN_DEMO_OUTPUT_FILE_H_
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 
+#include "demo/common/console.h"
+
 namespace demo {
 
-// Each write is passed through at once. One that fails, on a full disk for example, is complained
-// of the first time and counted every time; the program goes on.
+// Each write is appended at once. One that fails, on a full disk for example, is complained of the
+// first time and counted every time; the program goes on.
 class OutputFile {
  public:
-  enum Beginning { REPLACED, APPENDED };
-  using Complaint = std::function<void(const std::string&)>;
-
   // An empty path stands for no file: all writes are nothing. Throws std::runtime_error, which
   // names the file, when it cannot be opened.
-  OutputFile(const std::string& path, Beginning beginning, Complaint complain);
+  OutputFile(const std::string& path, Console& console);
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
@@ -30,7 +28,7 @@ class OutputFile {
 
  private:
   const std::string m_path;
-  const Complaint m_complain;
+  Console& m_console;
   int m_fd = -1;
   bool m_is_line_torn = false;
   int64_t m_lost = 0;

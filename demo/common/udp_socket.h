@@ -4,7 +4,7 @@
 
 #include <netinet/in.h>
 
-#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,11 +12,8 @@
 
 namespace demo {
 
-// Whether port 0, which stands for any free port where something listens, is fine.
-enum class PortRule { GIVEN, OR_ZERO };
-
 // Nothing but "udp://", four decimal numbers, ':' and a port of 1 to 65535 is an endpoint.
-std::optional<sockaddr_in> ParseUdpUrl(std::string_view url, PortRule rule = PortRule::GIVEN);
+std::optional<sockaddr_in> ParseUdpUrl(const std::string& url);
 
 std::string ToUrl(const sockaddr_in& endpoint);
 
@@ -27,25 +24,28 @@ struct Datagram {
 
 class UdpSocket {
  public:
-  // Bound to `local`, or to a port that the kernel chooses. Throws std::runtime_error.
-  explicit UdpSocket(const std::optional<sockaddr_in>& local);
+  // Listens on that port of the loopback interface, 0 for a free one; without a port it can send,
+  // and be answered. The receive buffer, in bytes, has room for a burst that comes while the
+  // process waits for its turn; the kernel may grant less. Throws std::runtime_error.
+  explicit UdpSocket(std::optional<uint16_t> loopback_port, int receive_buffer = 1 << 20);
   ~UdpSocket();
   UdpSocket(const UdpSocket&) = delete;
   UdpSocket& operator=(const UdpSocket&) = delete;
 
-  int fd() const { return m_fd; }
-
-  // Where it receives.
+  // Where it listens.
   std::string LocalUrl() const;
 
   // Whether the kernel took the datagram.
   bool Send(std::string_view bytes, const sockaddr_in& to) const;
 
+  // Returns early when a datagram comes.
+  void Wait(int timeout_ms) const;
+
   // The next datagram that is waiting, if any. Throws std::runtime_error when the socket fails.
   std::optional<Datagram> Receive();
 
  private:
-  int m_fd;
+  const int m_fd;
   std::vector<char> m_buffer;
 };
 

@@ -1,4 +1,4 @@
-// The datagrams between the service API and its proxies. Numbers are in network byte order.
+// The datagrams between the service API and its proxies: kind and id, in network byte order.
 #ifndef KORVAIN_DEMO_WIRE_FORMAT_H_
 #define KORVAIN_DEMO_WIRE_FORMAT_H_
 
@@ -9,27 +9,21 @@
 
 namespace demo {
 
-// Magic number (4 bytes), sequence (8), zone id (4), table id (4).
-struct RequestMessage {
-  uint64_t sequence;
-  int32_t zone_id;
-  uint32_t table_id;
+enum class MessageKind : uint32_t {
+  REQUEST = 0x4B565251,       // "KVRQ"
+  RESPONSE = 0x4B565253,      // "KVRS"
+  SYSTEM_ERROR = 0x4B565245,  // "KVRE", a response
 };
 
-enum class ResponseStatus : uint8_t { OK = 0, SYSTEM_ERROR = 1 };
-
-// Magic number (4 bytes), sequence (8), status (1).
-struct ResponseMessage {
-  uint64_t sequence;
-  ResponseStatus status;
+struct Message {
+  MessageKind kind;
+  int32_t id;  // of the request
 };
 
-std::string Encode(const RequestMessage& request);
-std::string Encode(const ResponseMessage& response);
+std::string Encode(const Message& message);
 
-// Nothing for bytes that are not exactly one such message.
-std::optional<RequestMessage> DecodeRequest(std::string_view bytes);
-std::optional<ResponseMessage> DecodeResponse(std::string_view bytes);
+// Nothing for bytes that are not exactly one message.
+std::optional<Message> Decode(std::string_view bytes);
 
 }  // namespace demo
 

@@ -1,4 +1,6 @@
 // Plays the reports of many service APIs, to find out what a collect server takes.
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -6,6 +8,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -27,8 +30,8 @@ using Clock = std::chrono::steady_clock;
 struct LoadOptions {
   std::string collect_url;
   int services = 100;
-  double period_s = 60;
-  double duration_s = 10;
+  int period_s = 60;
+  int duration_s = 10;
   int zones = 2;
   int tables = 8;
   int accesses = 16;
@@ -42,21 +45,21 @@ void AddOptions(CLI::App& app, LoadOptions& options) {
       ->check(UdpUrl())
       ->required();
   app.add_option("--services", options.services, "service APIs, each an instance of its own")
-      ->check(InRange(1, 100000));
+      ->check(CLI::Range(1, 100000));
   app.add_option("--period", options.period_s, "seconds from report to report")
-      ->check(InRange(1, 3600));
+      ->check(CLI::Range(1, 3600));
   app.add_option("--duration", options.duration_s, "seconds of that to play")
-      ->check(InRange(1, 600));
-  app.add_option("--zones", options.zones, "of each service API")->check(InRange(1, 64));
+      ->check(CLI::Range(1, 600));
+  app.add_option("--zones", options.zones, "of each service API")->check(CLI::Range(1, 64));
   app.add_option("--tables", options.tables, "of each zone")
-      ->check(InRange(0, STATISTIC_MAX_TABLE_COUNT));
+      ->check(CLI::Range(0, int{STATISTIC_MAX_TABLE_COUNT}));
   app.add_option("--accesses", options.accesses, "of each zone")
-      ->check(InRange(0, STATISTIC_MAX_ACCESS_COUNT));
+      ->check(CLI::Range(0, int{STATISTIC_MAX_ACCESS_COUNT}));
   app.add_option("--datagram-size", options.datagram_size, "most bytes of a datagram")
-      ->check(InRange(1, static_cast<double>(MAX_UDP_PAYLOAD)));
+      ->check(CLI::Range(size_t{1}, MAX_UDP_PAYLOAD));
   app.add_option("--datagrams-per-ms", options.datagrams_per_ms,
                  "most datagrams that a service API sends in a millisecond")
-      ->check(InRange(1, 100000));
+      ->check(CLI::Range(1, 100000));
 }
 
 // A record with numbers as they come in traffic, which differ from report to report.
@@ -122,7 +125,7 @@ class Load {
     for (int i = 0; i < options.services; ++i) m_due.emplace(phase(random), i);
   }
 
-  int Run() {
+  void Run() {
     const auto start = Clock::now();
     for (auto next = m_due.begin(); IsMoreDue(next) || !m_sending.empty();) {
       const std::chrono::duration<double> elapsed = Clock::now() - start;
@@ -134,7 +137,7 @@ class Load {
                                  {"datagrams", m_datagrams}, {"bytes", m_bytes},
                                  {"failed", m_failed},       {"seconds", m_options.duration_s}};
     fmt::print("{}\n", sent.dump());
-    return m_failed == 0 ? 0 : 1;
+    if (m_failed > 0) throw std::runtime_error(fmt::format("{} reports failed", m_failed));
   }
 
  private:
@@ -148,7 +151,7 @@ class Load {
     const std::string instance = fmt::format("service-{}", service);
     ReportSettings settings;
     settings.instance = instance.c_str();
-    settings.period_seconds = static_cast<int64_t>(m_options.period_s);
+    settings.period_seconds = m_options.period_s;
     settings.timestamp_ns = std::chrono::duration_cast<std::chrono::nanoseconds>(
                                 std::chrono::system_clock::now().time_since_epoch())
                                 .count();
@@ -194,5 +197,5 @@ int main(int argc, char** argv) {
   demo::LoadOptions options;
   return demo::RunProgram(
       argc, argv, "report_load", "Plays the reports of many service APIs to a collect server.",
-      [&](CLI::App& app) { AddOptions(app, options); }, [&] { return demo::Load(options).Run(); });
+      [&](CLI::App& app) { AddOptions(app, options); }, [&] { demo::Load(options).Run(); });
 }

@@ -41,11 +41,11 @@ start_hosts() {
   clock_ago=$(((clock_speed - 1) * story_seconds))
   start_ms=$(date +%s%3N)
   mark first
-  start_reporting_host shop-1 >"$work/shop-1.out"
-  start_reporting_host shop-2 >"$work/shop-2.out"
+  start_reporting_host shop-1 3>>"$log"
+  start_reporting_host shop-2 3>>"$log"
 }
 
-both_have_logged() { has_logged "[shop-1] $1" && has_logged "[shop-2] $1"; }
+both_have_logged() { has_logged "shop-1! $1" && has_logged "shop-2! $1"; }
 
 # fail_proxy NUMBER WHAT: until both hosts have taken it out, and after that until it is back.
 fail_proxy() {

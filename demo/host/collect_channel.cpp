@@ -1,7 +1,5 @@
 #include "demo/host/collect_channel.h"
 
-#include <fmt/core.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -9,11 +7,13 @@ namespace demo {
 
 using namespace KorvainService;
 
-CollectChannel::CollectChannel(const std::vector<std::string>& urls,
-                               size_t datagrams_per_millisecond, Logger& logger, Console& console)
-    : m_urls(urls), m_console(console), m_queue(datagrams_per_millisecond) {
+CollectChannel::CollectChannel(const HostOptions& options, Logger& logger, Console& console)
+    : m_urls(options.collect_urls),
+      m_datagram_size(options.datagram_size),
+      m_console(console),
+      m_queue(options.datagrams_per_ms) {
   std::vector<const char*> texts;
-  for (const std::string& url : urls) texts.push_back(url.c_str());
+  for (const std::string& url : m_urls) texts.push_back(url.c_str());
   m_channel.Init(&logger);
   m_channel.SetNoticeUnreachable(true);
   m_channel.AddCollectServerAddress(texts.data(), static_cast<int32_t>(texts.size()));
@@ -36,13 +36,8 @@ void CollectChannel::FollowServer() {
   m_last_used = current;
 }
 
-void CollectChannel::Send(std::string report, size_t datagram_size,
-                          std::function<void(const Delivery&)> on_delivered) {
-  const size_t bytes = report.size();
-  m_queue.Add(std::move(report), datagram_size, [this, bytes, on_delivered](bool is_taken) {
-    m_console.Note("report: {} bytes, {}", bytes, is_taken ? "handed over" : "LOST");
-    on_delivered({CurrentUrl(), is_taken});
-  });
+void CollectChannel::Send(std::string report, DatagramQueue::Done done) {
+  m_queue.Add(std::move(report), m_datagram_size, std::move(done));
 }
 
 std::string CollectChannel::CurrentName() const {

@@ -2,35 +2,26 @@
 #ifndef KORVAIN_DEMO_COLLECT_CHANNEL_H_
 #define KORVAIN_DEMO_COLLECT_CHANNEL_H_
 
-#include <cstddef>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "demo/common/console.h"
 #include "demo/host/datagram_queue.h"
+#include "demo/host/host_options.h"
 #include "service_api/korvain_service_statistic.h"
 
 namespace demo {
 
-// What becomes of a report.
-struct Delivery {
-  std::string server;   // to which the end of it went; empty: to none
-  bool is_handed_over;  // the kernel took all of it
-};
-
 // A server that has gone is left as soon as the network says so.
 class CollectChannel {
  public:
-  CollectChannel(const std::vector<std::string>& urls, size_t datagrams_per_millisecond,
-                 KorvainService::Logger& logger, Console& console);
+  CollectChannel(const HostOptions& options, KorvainService::Logger& logger, Console& console);
 
   // To be called in every round: sends what is due.
   void Update();
 
-  // Sends the report in this round and, if it is long, some more.
-  void Send(std::string report, size_t datagram_size,
-            std::function<void(const Delivery&)> on_delivered);
+  // Sends the report in this round and, if it is long, some more; see DatagramQueue::Add.
+  void Send(std::string report, DatagramQueue::Done done);
   bool IsIdle() const { return m_queue.IsEmpty(); }
 
   // Collect servers are called by their place in the list; "none" while the channel is closed.
@@ -41,6 +32,7 @@ class CollectChannel {
   void FollowServer();
 
   const std::vector<std::string> m_urls;
+  const size_t m_datagram_size;
   Console& m_console;
   KorvainService::UDPClientMgr m_channel;
   DatagramQueue m_queue;

@@ -10,7 +10,8 @@
 
 #include "demo/common/command_line.h"
 #include "demo/common/console.h"
-#include "demo/common/signal_watch.h"
+#include "demo/common/output_file.h"
+#include "demo/common/signals.h"
 #include "demo/host/collect_channel.h"
 #include "demo/host/host_options.h"
 #include "demo/host/module_logger.h"
@@ -33,27 +34,28 @@ class Host {
  public:
   explicit Host(const HostOptions& options)
       : m_options(options),
-        m_console(options.console),
-        m_signals({SIGINT, SIGTERM}),
+        m_console(options.name),
         m_logger(m_console),
-        m_journal(options.journal, OutputFile::REPLACED, m_console.Complainer()),
-        m_summary(options.summary, OutputFile::REPLACED, m_console.Complainer()),
+        m_journal(options.journal, m_console),
+        m_summary(options.summary, m_console),
         m_proxies(MakeProxies(options.proxy_urls)),
         m_judge(&m_logger),
-        m_channel(options.collect_urls, options.datagrams_per_ms, m_logger, m_console),
+        m_channel(options, m_logger, m_console),
         m_zones(MakeZones()),
         m_reports(options, m_proxies, m_zones, m_statistic_mgr, m_channel, m_journal, m_logger),
         m_traffic(options, m_proxies, m_zones, m_statistic_mgr, m_logger) {}
 
-  int Run() {
+  void Run() {
     while (!m_is_stopped && !IsDurationOver()) RunOnce(true);
     m_console.Note("sends no more requests, waits for {} answers", m_traffic.InFlight());
     m_is_stopped = false;  // one more signal ends the waiting
     while (!(m_traffic.IsSettled() || m_is_stopped) || !m_reports.CanReportAll()) RunOnce(false);
     m_reports.ReportAll();
     while (!m_channel.IsIdle()) RunOnce(false);
-    Conclude();
-    return 0;
+    m_summary.Write(SummaryLines(m_proxies));
+    m_console.Note(
+        "datagrams of strangers: {}, messages that nobody read: {}, journal entries lost: {}",
+        m_traffic.Strays(), m_console.Dropped(), m_journal.Lost());
   }
 
  private:
@@ -75,11 +77,12 @@ class Host {
 
   void RunOnce(bool is_sending) {
     constexpr int LONGEST_WAIT_MS = 2;  // the next request is due soon
-    if (m_signals.Wait(m_traffic.fd(), LONGEST_WAIT_MS) != 0) m_is_stopped = true;
+    m_traffic.Wait(LONGEST_WAIT_MS);
+    if (m_signals.Take() > 0) m_is_stopped = true;
     m_traffic.TakeResponses();
     m_traffic.TimeOutRequests();
     if (is_sending) SendDueRequests();
-    for (ProxySet& zone : m_zones) zone.Update(m_statistic_mgr, Clock::now());
+    for (ProxySet& zone : m_zones) zone.Update(m_statistic_mgr);
     m_channel.Update();
     m_reports.ReportDueZones();
     if (is_sending && Clock::now() >= m_next_status) SayStatus();
@@ -88,11 +91,12 @@ class Host {
   void SendDueRequests() {
     const auto due = static_cast<int64_t>(ElapsedSeconds() * m_options.rate);
     // After a pause of the process, what lies further back than this is not made up for.
-    const auto most = static_cast<int64_t>(std::max(16.0, m_options.rate / 20));
+    const int64_t most = std::max(16, m_options.rate / 20);
     m_paced = std::max(m_paced, due - most);
     for (; m_paced < due; ++m_paced) m_traffic.SendRequest();
   }
 
+  // The proxies are as the first zone sees them: the others see the same a moment sooner or later.
   void SayStatus() {
     m_next_status += std::chrono::seconds(1);
     const Progress last = m_traffic.TakeProgress();
@@ -102,31 +106,12 @@ class Host {
         "{:3.0f} s: {:3} requests, {:3} answers, {:2} time-outs, mean delay {:2.0f} ms, {:2} in "
         "flight, to {}{}",
         ElapsedSeconds(), last.requests, last.answers, last.time_outs, delay_ms,
-        m_traffic.InFlight(), m_channel.CurrentName(), DescribeProxies());
-  }
-
-  // As the first zone sees them: the others see the same a moment sooner or later.
-  std::string DescribeProxies() const {
-    std::string text;
-    for (size_t i = 0; i < m_proxies.size(); ++i) {
-      const std::string state = m_zones.front().Describe(i);
-      if (!state.empty()) text += ", " + state;
-    }
-    return text;
-  }
-
-  void Conclude() {
-    const std::string summary = SummaryLines(m_proxies);
-    m_summary.Write(summary);
-    m_console.Note(
-        "{}datagrams of strangers: {}, messages that nobody read: {}, journal entries "
-        "lost: {}",
-        summary, m_traffic.Strays(), m_console.Dropped(), m_journal.Lost());
+        m_traffic.InFlight(), m_channel.CurrentName(), m_zones.front().Describe());
   }
 
   const HostOptions m_options;
   Console m_console;
-  const SignalWatch m_signals;
+  const Signals m_signals{SIGINT, SIGTERM};
   ModuleLogger m_logger;
   OutputFile m_journal;
   OutputFile m_summary;
@@ -143,10 +128,9 @@ class Host {
   bool m_is_stopped = false;
 };
 
-int RunHost(const HostOptions& options) {
-  CheckOptions(options);
+void RunHost(const HostOptions& options) {
   StartClock(options.clock_speed, options.clock_start_ago_s);
-  return Host(options).Run();
+  Host(options).Run();
 }
 
 }  // namespace
@@ -157,5 +141,5 @@ int main(int argc, char** argv) {
   demo::HostOptions options;
   return demo::RunProgram(
       argc, argv, "demo_host", "A small service API that hosts the statistics module.",
-      [&](CLI::App& app) { AddOptions(app, options); }, [&] { return demo::RunHost(options); });
+      [&](CLI::App& app) { AddOptions(app, options); }, [&] { demo::RunHost(options); });
 }

@@ -7,8 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "demo/common/console.h"
-
 namespace CLI {
 class App;
 }
@@ -19,15 +17,15 @@ inline constexpr int32_t SET_ID = 3;
 inline constexpr int32_t APP_ID = 7;
 
 struct HostOptions {
-  ConsoleOptions console{"host", "", false};
+  std::string name = "host";
   std::vector<std::string> proxy_urls;
   std::vector<std::string> collect_urls;
   int32_t zones = 1;
   int32_t tables = 1;
-  double rate = 100;
-  double duration_s = 0;
-  double clock_speed = 1;
-  double clock_start_ago_s = 0;
+  int32_t rate = 100;
+  int32_t duration_s = 0;
+  int32_t clock_speed = 1;
+  int32_t clock_start_ago_s = 0;
   int32_t timeout_ms = 3000;
   std::string instance;
   size_t datagram_size = 1400;
@@ -41,9 +39,6 @@ struct HostOptions {
 };
 
 void AddOptions(CLI::App& app, HostOptions& options);
-
-// Throws UsageError for what no single option shows.
-void CheckOptions(const HostOptions& options);
 
 }  // namespace demo
 

@@ -1,7 +1,5 @@
 #include "demo/host/proxy_set.h"
 
-#include <fmt/core.h>
-
 #include <algorithm>
 
 #include "demo/common/udp_socket.h"
@@ -9,24 +7,13 @@
 namespace demo {
 
 using namespace KorvainService;
-
-namespace {
-
-double SecondsSince(TimePoint then, TimePoint now) {
-  return std::chrono::duration<double>(now - then).count();
-}
-
-}  // namespace
+using std::chrono::steady_clock;
 
 std::vector<Proxy> MakeProxies(const std::vector<std::string>& urls) {
   std::vector<Proxy> proxies;
   for (const std::string& url : urls) {
-    Proxy proxy;
-    proxy.url = url;
-    proxy.name = fmt::format("proxy-{}", proxies.size() + 1);
-    proxy.address = ParseUdpUrl(url).value();
-    proxy.last_good_answer = std::chrono::steady_clock::now();
-    proxies.push_back(proxy);
+    const std::string name = fmt::format("proxy-{}", proxies.size() + 1);
+    proxies.push_back({url, name, ParseUdpUrl(url).value(), steady_clock::now(), {}});
   }
   return proxies;
 }
@@ -55,31 +42,32 @@ Proxy* ProxySet::Next() {
 
 void ProxySet::CountGoodAnswer(Proxy& proxy) {
   ++m_members[static_cast<size_t>(&proxy - m_proxies.data())].good_answers;
-  proxy.last_good_answer = std::chrono::steady_clock::now();
+  proxy.last_good_answer = steady_clock::now();
 }
 
-void ProxySet::Update(KorvainServiceStatisticMgr& statistic_mgr, TimePoint now) {
+void ProxySet::Update(KorvainServiceStatisticMgr& statistic_mgr) {
   for (size_t i = 0; i < m_members.size(); ++i) {
-    if (m_members[i].state == State::OUT_OF_SERVICE && now >= m_members[i].retry_time) TryAgain(i);
+    const Member& member = m_members[i];
+    const bool is_rested = steady_clock::now() >= member.retry_time;
+    if (member.state == State::OUT_OF_SERVICE && is_rested) TryAgain(i);
   }
   m_judge.Update(APP_ID, m_zone_id, statistic_mgr);
   if (!m_judge.IsShouldCheck(APP_ID, m_zone_id)) return;
-  for (size_t i = 0; i < m_members.size(); ++i) Check(i, now);
+  for (size_t i = 0; i < m_members.size(); ++i) Check(i);
 }
 
 void ProxySet::TryAgain(size_t proxy) {
   m_judge.ResetJudgeProxyStatus(APP_ID, m_zone_id, m_proxies[proxy].url.c_str());
-  m_members[proxy].state = State::ON_TRIAL;
-  m_members[proxy].good_answers = 0;
+  m_members[proxy] = {State::ON_TRIAL, {}, 0};
   m_console.Note("zone {}: {} is tried again", m_zone_id, m_proxies[proxy].name);
 }
 
-void ProxySet::Check(size_t proxy, TimePoint now) {
+void ProxySet::Check(size_t proxy) {
   Member& member = m_members[proxy];
   if (member.state == State::OUT_OF_SERVICE) return;
   const char* const url = m_proxies[proxy].url.c_str();
   if (m_judge.IsProxyUnavailable(APP_ID, m_zone_id, url)) {
-    TakeOut(proxy, now);
+    TakeOut(proxy);
   } else if (member.state == State::ON_TRIAL && member.good_answers > 0 &&
              m_judge.GetUnavailableTimes(APP_ID, m_zone_id, url) == 0) {
     // The judge alone would also be content with a cycle too short for any time-out.
@@ -89,27 +77,29 @@ void ProxySet::Check(size_t proxy, TimePoint now) {
 }
 
 // The first zone that takes a proxy out is news, and the last that takes it back.
-void ProxySet::TakeOut(size_t proxy, TimePoint now) {
+void ProxySet::TakeOut(size_t proxy) {
   Member& member = m_members[proxy];
   Proxy& shared = m_proxies[proxy];
   const int recheck_s = m_judge.GetRecheckAvailableInterval(APP_ID, m_zone_id);
-  ++shared.counts.times_judged;
+  const TimePoint now = steady_clock::now();
+  ++shared.counts.judged_unavailable;
   m_console.Note("zone {}: {} is judged unavailable", m_zone_id, shared.name);
-  if (member.state == State::IN_SERVICE && shared.zones_out++ == 0) {
+  if (member.state == State::IN_SERVICE && shared.counts.zones_out++ == 0) {
+    const std::chrono::duration<double> seconds = now - shared.last_good_answer;
     m_console.Announce(
         "{} is judged unavailable {:.1f} s after its last good answer; next try in {} s",
-        shared.name, SecondsSince(shared.last_good_answer, now), recheck_s);
+        shared.name, seconds.count(), recheck_s);
   }
   member.state = State::OUT_OF_SERVICE;
   member.retry_time = now + std::chrono::seconds(recheck_s);
 }
 
 void ProxySet::TakeBack(size_t proxy) {
-  Proxy& shared = m_proxies[proxy];
+  OwnCounts& counts = m_proxies[proxy].counts;
   m_members[proxy].state = State::IN_SERVICE;
-  ++shared.counts.times_back;
-  m_console.Note("zone {}: {} is fine", m_zone_id, shared.name);
-  if (--shared.zones_out == 0) m_console.Announce("{} is back in service", shared.name);
+  ++counts.back_in_service;
+  m_console.Note("zone {}: {} is fine", m_zone_id, m_proxies[proxy].name);
+  if (--counts.zones_out == 0) m_console.Announce("{} is back in service", m_proxies[proxy].name);
 }
 
 int ProxySet::BadCycles(size_t proxy) const {
@@ -117,12 +107,18 @@ int ProxySet::BadCycles(size_t proxy) const {
   return std::max(0, m_judge.GetUnavailableTimes(APP_ID, m_zone_id, url));
 }
 
-std::string ProxySet::Describe(size_t proxy) const {
-  const std::string& name = m_proxies[proxy].name;
-  if (m_members[proxy].state == State::OUT_OF_SERVICE) return name + " out";
-  if (m_members[proxy].state == State::ON_TRIAL) return name + " on trial";
-  const int bad = BadCycles(proxy);
-  return bad > 0 ? fmt::format("{} bad {}/{}", name, bad, m_check_times) : "";
+std::string ProxySet::Describe() const {
+  std::string text;
+  for (size_t i = 0; i < m_members.size(); ++i) {
+    const State state = m_members[i].state;
+    const int bad = BadCycles(i);
+    if (state == State::OUT_OF_SERVICE) text += fmt::format(", {} out", m_proxies[i].name);
+    if (state == State::ON_TRIAL) text += fmt::format(", {} on trial", m_proxies[i].name);
+    if (state == State::IN_SERVICE && bad > 0) {
+      text += fmt::format(", {} bad {}/{}", m_proxies[i].name, bad, m_check_times);
+    }
+  }
+  return text;
 }
 
 }  // namespace demo

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -26,19 +27,19 @@ struct OwnCounts {
   int64_t delay_samples = 0;  // in time, after more than 0 ms
   int64_t timed_out = 0;
   int64_t unexpected = 0;  // answers to no request in flight: late, or strays
-  int64_t times_judged = 0;
-  int64_t times_back = 0;
+  int64_t judged_unavailable = 0;
+  int64_t back_in_service = 0;
+  int64_t zones_out = 0;  // in which it is not in service now
 };
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(OwnCounts, sent, answered, errors, delay_samples, timed_out,
+                                   unexpected, judged_unavailable, back_in_service, zones_out)
 
 struct Proxy {
   std::string url;
   std::string name;
   sockaddr_in address;
-
-  // Over all zones.
-  int32_t zones_out = 0;  // in which it is not in service
-  TimePoint last_good_answer{};
-  OwnCounts counts;
+  TimePoint last_good_answer;
+  OwnCounts counts;  // over all zones
 
   // The forms in which the module is told of the proxy.
   int32_t ip() const { return static_cast<int32_t>(address.sin_addr.s_addr); }
@@ -59,7 +60,7 @@ class ProxySet {
 
   void CountGoodAnswer(Proxy& proxy);
 
-  void Update(KorvainService::KorvainServiceStatisticMgr& statistic_mgr, TimePoint now);
+  void Update(KorvainService::KorvainServiceStatisticMgr& statistic_mgr);
 
   int32_t zone_id() const { return m_zone_id; }
 
@@ -67,8 +68,8 @@ class ProxySet {
   bool IsInService(size_t proxy) const { return m_members[proxy].state == State::IN_SERVICE; }
   int BadCycles(size_t proxy) const;  // checks in a row
 
-  // What is wrong with the proxy, for a person; empty when nothing is.
-  std::string Describe(size_t proxy) const;
+  // What is wrong with the proxies, for a person.
+  std::string Describe() const;
 
  private:
   enum class State { IN_SERVICE, OUT_OF_SERVICE, ON_TRIAL };
@@ -80,8 +81,8 @@ class ProxySet {
   };
 
   void TryAgain(size_t proxy);
-  void Check(size_t proxy, TimePoint now);
-  void TakeOut(size_t proxy, TimePoint now);
+  void Check(size_t proxy);
+  void TakeOut(size_t proxy);
   void TakeBack(size_t proxy);
 
   std::vector<Proxy>& m_proxies;

@@ -14,10 +14,8 @@ using namespace KorvainService;
 
 namespace {
 
-constexpr int64_t NANOSECONDS_PER_MILLISECOND = 1000000;
-
 void Require(bool is_done, const char* step) {
-  if (!is_done) throw std::runtime_error(fmt::format("{} has failed, see the log", step));
+  if (!is_done) throw std::runtime_error(fmt::format("{} has failed", step));
 }
 
 std::string TableName(int32_t index) {
@@ -28,60 +26,62 @@ std::string TableName(int32_t index) {
 }  // namespace
 
 ReportCycle::ReportCycle(const HostOptions& options, const std::vector<Proxy>& proxies,
-                         const std::vector<ProxySet>& proxies_of_zones,
+                         const std::vector<ProxySet>& zones,
                          KorvainServiceStatisticMgr& statistic_mgr, CollectChannel& channel,
                          OutputFile& journal, Logger& logger)
     : m_options(options),
       m_proxies(proxies),
-      m_proxies_of_zones(proxies_of_zones),
       m_statistic_mgr(statistic_mgr),
       m_channel(channel),
       m_journal(journal) {
   m_statistic_mgr.Init(&logger);
   m_statistic_mgr.SetSetIdAndName(SET_ID, "blue");
   m_statistic_mgr.SetAppIdAndName(APP_ID, "shop");
-  for (int32_t id = 1; id <= options.zones; ++id) CreateZone(id);
+  for (const ProxySet& zone : zones) {
+    m_zones.push_back({zone, fmt::format("region {}", zone.zone_id()), 0});
+    CreateRecord(m_zones.back());
+  }
 }
 
-void ReportCycle::CreateZone(int32_t id) {
-  Require(m_statistic_mgr.CreateStatisticMap(SET_ID, APP_ID, id) == 0, "creating a record");
-  Zone zone{id, fmt::format("region {}", id), 0};
-  m_statistic_mgr.SetZoneIdAndName(id, zone.name.c_str());
+void ReportCycle::CreateRecord(Zone& zone) {
+  const int32_t id = zone.proxies.zone_id();
+  const int64_t now_s = GetCurrentMilliseconds() / 1000;
   const std::string text = fmt::format("on a clock of {} times real time", m_options.clock_speed);
+  Require(m_statistic_mgr.CreateStatisticMap(SET_ID, APP_ID, id) == 0, "creating a record");
+  m_statistic_mgr.SetZoneIdAndName(id, zone.name.c_str());
   m_statistic_mgr.SetUserDefineText(APP_ID, id, text.c_str());
-  RegisterAccesses(zone, GetCurrentMilliseconds() / 1000);
-  m_statistic_mgr.SetLastReportTime(APP_ID, id, zone.period_start_s);
-  m_zones.push_back(zone);
+  m_statistic_mgr.SetLastReportTime(APP_ID, id, now_s);
+  StartPeriod(zone, now_s);
 }
 
 // Whenever the record has no accesses, a period has begun: at the start, after each report, and
 // when the clock has gone back, which empties the record.
-void ReportCycle::RegisterAccesses(Zone& zone, int64_t now_s) {
-  m_statistic_mgr.ClearAccess(zone.id);
+void ReportCycle::StartPeriod(Zone& zone, int64_t now_s) {
+  const int32_t id = zone.proxies.zone_id();
+  m_statistic_mgr.ClearAccess(id);
   for (const Proxy& proxy : m_proxies) {
-    Require(m_statistic_mgr.AddAccess(APP_ID, zone.id, proxy.url.c_str(), proxy.ip(), proxy.port(),
-                                      proxy.name.c_str()) == 0,
-            "registering a proxy");
+    const int result = m_statistic_mgr.AddAccess(APP_ID, id, proxy.url.c_str(), proxy.ip(),
+                                                 proxy.port(), proxy.name.c_str());
+    Require(result == 0, "registering a proxy");
   }
   // The tables get the indexes 0, 1, ... in a record that has none.
   for (int32_t i = 0; i < m_options.tables; ++i) {
-    Require(m_statistic_mgr.AddTable(APP_ID, zone.id, TableName(i).c_str()) == i,
-            "registering a table");
+    const int32_t index = m_statistic_mgr.AddTable(APP_ID, id, TableName(i).c_str());
+    Require(index == i, "registering a table");
   }
-  m_statistic_mgr.GetServiceApiStatistic(APP_ID, zone.id)->stOverallRunStatus.nAccessCount =
+  m_statistic_mgr.GetServiceApiStatistic(APP_ID, id)->stOverallRunStatus.nAccessCount =
       static_cast<int16_t>(m_proxies.size());
   zone.period_start_s = now_s;
 }
 
 void ReportCycle::ReportDueZones() {
   for (Zone& zone : m_zones) {
+    const int32_t id = zone.proxies.zone_id();
     const int64_t now_ms = GetCurrentMilliseconds();
-    if (m_statistic_mgr.IsShouldReportStatisticNow(APP_ID, zone.id, now_ms / 1000)) {
-      Report(zone, now_ms);
-    }
-    if (m_statistic_mgr.GetServiceApiStatistic(APP_ID, zone.id)->iAccessCount == 0) {
-      RegisterAccesses(zone, now_ms / 1000);
-    }
+    const int64_t now_s = now_ms / 1000;
+    if (m_statistic_mgr.IsShouldReportStatisticNow(APP_ID, id, now_s)) Report(zone, now_ms);
+    const bool is_new = m_statistic_mgr.GetServiceApiStatistic(APP_ID, id)->iAccessCount == 0;
+    if (is_new) StartPeriod(zone, now_s);
   }
 }
 
@@ -96,31 +96,34 @@ void ReportCycle::ReportAll() {
 }
 
 void ReportCycle::Report(const Zone& zone, int64_t now_ms) {
-  const SERVICEAPISTATISTIC& record = *m_statistic_mgr.GetServiceApiStatistic(APP_ID, zone.id);
-  const ProxySet& proxies = m_proxies_of_zones[static_cast<size_t>(zone.id - 1)];
-  const std::string counts = CountsOf(record, proxies);
-  m_statistic_mgr.CalculateAverage(APP_ID, zone.id, now_ms / 1000);
+  const int32_t id = zone.proxies.zone_id();
+  const SERVICEAPISTATISTIC& record = *m_statistic_mgr.GetServiceApiStatistic(APP_ID, id);
+  nlohmann::json entry = {{"instance", m_options.instance},
+                          {"zone", zone.name},
+                          {"time_ns", now_ms * 1000000},
+                          {"period_s", now_ms / 1000 - zone.period_start_s},
+                          {"lines", CountsOf(record, zone.proxies)}};
+  m_statistic_mgr.CalculateAverage(APP_ID, id, now_ms / 1000);
 
   ReportSettings settings;
   settings.set_name = m_statistic_mgr.GetSetName(SET_ID);
   settings.app_name = m_statistic_mgr.GetAppName(APP_ID);
-  settings.zone_name = m_statistic_mgr.GetZoneName(zone.id);
+  settings.zone_name = m_statistic_mgr.GetZoneName(id);
   settings.instance = m_options.instance.c_str();
-  settings.period_seconds = now_ms / 1000 - zone.period_start_s;
-  settings.timestamp_ns = now_ms * NANOSECONDS_PER_MILLISECOND;
+  settings.period_seconds = entry["period_s"];
+  settings.timestamp_ns = entry["time_ns"];
   // Proxies have the slots in which they were registered.
-  settings.access_fields = [&proxies](int32_t slot, const AddField& add) {
-    add("in_service", proxies.IsInService(static_cast<size_t>(slot)) ? 1 : 0);
-    add("bad_cycles", proxies.BadCycles(static_cast<size_t>(slot)));
+  settings.access_fields = [&zone](int32_t slot, const AddField& add) {
+    add("in_service", zone.proxies.IsInService(static_cast<size_t>(slot)) ? 1 : 0);
+    add("bad_cycles", zone.proxies.BadCycles(static_cast<size_t>(slot)));
   };
-  const ReportEntry entry{m_options.instance, zone.name, settings.timestamp_ns,
-                          settings.period_seconds, counts};
-  m_channel.Send(
-      PackReport(record, settings), m_options.datagram_size,
-      [this, entry](const Delivery& delivery) { m_journal.Write(JournalLine(entry, delivery)); });
-
-  m_statistic_mgr.SetLastReportTime(APP_ID, zone.id, now_ms / 1000);
-  m_statistic_mgr.Reset(APP_ID, zone.id);
+  m_channel.Send(PackReport(record, settings), [this, entry](bool is_handed_over) mutable {
+    entry["server"] = m_channel.CurrentUrl();  // to which the end of it went
+    entry["handed_over"] = is_handed_over;
+    m_journal.Write(entry.dump() + '\n');
+  });
+  m_statistic_mgr.SetLastReportTime(APP_ID, id, now_ms / 1000);
+  m_statistic_mgr.Reset(APP_ID, id);
 }
 
 }  // namespace demo

@@ -16,9 +16,10 @@ namespace demo {
 
 class ReportCycle {
  public:
-  // Prepares the manager and its records and starts their first period. Throws std::runtime_error.
+  // Prepares the manager and its records, one for each of `zones`, and starts their first period.
+  // Throws std::runtime_error.
   ReportCycle(const HostOptions& options, const std::vector<Proxy>& proxies,
-              const std::vector<ProxySet>& proxies_of_zones,
+              const std::vector<ProxySet>& zones,
               KorvainService::KorvainServiceStatisticMgr& statistic_mgr, CollectChannel& channel,
               OutputFile& journal, KorvainService::Logger& logger);
 
@@ -31,18 +32,17 @@ class ReportCycle {
 
  private:
   struct Zone {
-    int32_t id;
+    const ProxySet& proxies;
     std::string name;
     int64_t period_start_s;
   };
 
-  void CreateZone(int32_t id);
-  void RegisterAccesses(Zone& zone, int64_t now_s);
+  void CreateRecord(Zone& zone);
+  void StartPeriod(Zone& zone, int64_t now_s);
   void Report(const Zone& zone, int64_t now_ms);
 
   const HostOptions& m_options;
   const std::vector<Proxy>& m_proxies;
-  const std::vector<ProxySet>& m_proxies_of_zones;
   KorvainService::KorvainServiceStatisticMgr& m_statistic_mgr;
   CollectChannel& m_channel;
   OutputFile& m_journal;

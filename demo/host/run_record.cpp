@@ -1,7 +1,5 @@
 #include "demo/host/run_record.h"
 
-#include <nlohmann/json.hpp>
-
 namespace demo {
 
 using namespace KorvainService;
@@ -40,7 +38,7 @@ json Overall(const SERVICEAPISTATISTIC& record) {
 
 }  // namespace
 
-std::string CountsOf(const SERVICEAPISTATISTIC& record, const ProxySet& proxies) {
+json CountsOf(const SERVICEAPISTATISTIC& record, const ProxySet& proxies) {
   json lines = {{"korvain_overall", Overall(record)}};
   for (int32_t i = 0; i < record.nTableCount; ++i) {
     const TABLESTATISTIC& table = record.astTableStatistic[i];
@@ -49,38 +47,22 @@ std::string CountsOf(const SERVICEAPISTATISTIC& record, const ProxySet& proxies)
     line["other_errors_per_min"] = uint32_t{table.stTableRunStatus.dwOtherErrCountPerMin};
   }
   for (int32_t i = 0; i < record.iAccessCount; ++i) {
-    const ACCESSRUNSTATUS& access = record.astAccessStatistic[i].stAccessRunStatus;
-    json& line =
-        lines[std::string("korvain_access ") + record.astAccessStatistic[i].stHostInfo.szUrl];
-    line = TrafficAndDelays(access);
-    line["proxy_system_errors_per_min"] = uint32_t{access.dwProxyReturnSystemErrCountPerMin};
+    const ACCESSSTATISTIC& access = record.astAccessStatistic[i];
+    json& line = lines[std::string("korvain_access ") + access.stHostInfo.szUrl];
+    line = TrafficAndDelays(access.stAccessRunStatus);
+    line["proxy_system_errors_per_min"] =
+        uint32_t{access.stAccessRunStatus.dwProxyReturnSystemErrCountPerMin};
     line["in_service"] = proxies.IsInService(static_cast<size_t>(i)) ? 1 : 0;
     line["bad_cycles"] = proxies.BadCycles(static_cast<size_t>(i));
   }
-  return lines.dump();
-}
-
-std::string JournalLine(const ReportEntry& entry, const Delivery& delivery) {
-  const json line = {{"instance", entry.instance},        {"zone", entry.zone},
-                     {"time_ns", entry.time_ns},          {"period_s", entry.period_s},
-                     {"server", delivery.server},         {"handed_over", delivery.is_handed_over},
-                     {"lines", json::parse(entry.counts)}};
-  return line.dump() + '\n';
+  return lines;
 }
 
 std::string SummaryLines(const std::vector<Proxy>& proxies) {
   std::string lines;
   for (const Proxy& proxy : proxies) {
-    const json line = {{"url", proxy.url},
-                       {"sent", proxy.counts.sent},
-                       {"answered", proxy.counts.answered},
-                       {"errors", proxy.counts.errors},
-                       {"delay_samples", proxy.counts.delay_samples},
-                       {"timed_out", proxy.counts.timed_out},
-                       {"unexpected", proxy.counts.unexpected},
-                       {"judged_unavailable", proxy.counts.times_judged},
-                       {"back_in_service", proxy.counts.times_back},
-                       {"zones_out_at_end", proxy.zones_out}};
+    json line = proxy.counts;
+    line["url"] = proxy.url;
     lines += line.dump() + '\n';
   }
   return lines;

@@ -2,30 +2,18 @@
 #ifndef KORVAIN_DEMO_RUN_RECORD_H_
 #define KORVAIN_DEMO_RUN_RECORD_H_
 
-#include <cstdint>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
-#include "demo/host/collect_channel.h"
 #include "demo/host/proxy_set.h"
 #include "service_api/service_api_statistic.h"
 
 namespace demo {
 
-struct ReportEntry {
-  std::string instance;  // as given to the host
-  std::string zone;
-  int64_t time_ns;
-  int64_t period_s;
-  std::string counts;  // see CountsOf
-};
-
 // The counts of a record as they are before CalculateAverage, under the names of the fields in
-// which their rates and means arrive, and what the host adds for each proxy: JSON.
-std::string CountsOf(const KorvainService::SERVICEAPISTATISTIC& record, const ProxySet& proxies);
-
-// A line of JSON for the journal.
-std::string JournalLine(const ReportEntry& entry, const Delivery& delivery);
+// which their rates and means arrive, and what the host adds for each proxy.
+nlohmann::json CountsOf(const KorvainService::SERVICEAPISTATISTIC& record, const ProxySet& proxies);
 
 // A line of JSON for each proxy: what the host itself has counted of it.
 std::string SummaryLines(const std::vector<Proxy>& proxies);

@@ -7,36 +7,24 @@
 
 namespace {
 
-using Milliseconds = std::chrono::duration<double, std::milli>;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
-struct ScaledClock {
-  double speed = 1;
-  std::chrono::system_clock::time_point wall_start = std::chrono::system_clock::now();
-  std::chrono::steady_clock::time_point steady_start = std::chrono::steady_clock::now();
-};
-
-ScaledClock& TheClock() {
-  static ScaledClock clock;
-  return clock;
-}
+int clock_speed = 1;
+steady_clock::time_point real_start;
+milliseconds scaled_start;
 
 }  // namespace
 
-namespace demo {
-
-void StartClock(double speed, double ago_s) {
-  TheClock() = ScaledClock{};
-  TheClock().speed = speed;
-  TheClock().wall_start -= std::chrono::milliseconds(static_cast<int64_t>(ago_s * 1000));
+void demo::StartClock(int speed, int ago_s) {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  clock_speed = speed;
+  real_start = steady_clock::now();
+  scaled_start = std::chrono::duration_cast<milliseconds>(now) - std::chrono::seconds(ago_s);
 }
-
-}  // namespace demo
 
 // Replaces the library's own clock, which is a weak symbol.
 int64_t KorvainService::GetCurrentMilliseconds() {
-  const ScaledClock& clock = TheClock();
-  const Milliseconds elapsed = std::chrono::steady_clock::now() - clock.steady_start;
-  const auto start =
-      std::chrono::duration_cast<std::chrono::milliseconds>(clock.wall_start.time_since_epoch());
-  return start.count() + static_cast<int64_t>(elapsed.count() * clock.speed);
+  const auto elapsed = (steady_clock::now() - real_start) * clock_speed;
+  return (scaled_start + std::chrono::duration_cast<milliseconds>(elapsed)).count();
 }

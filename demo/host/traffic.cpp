@@ -65,14 +65,13 @@ void Traffic::SendRequest() {
   m_last_sent_ms = GetCurrentMilliseconds();
   const int32_t id = m_latency.PushBack(zone.zone_id(), m_last_sent_ms, proxy->ip(), proxy->port());
   const LatencyData* const request = m_latency.Find(id);
-  const RequestMessage message{static_cast<uint64_t>(id), zone.zone_id(),
-                               static_cast<uint32_t>(table)};
-  if (request == nullptr || !m_socket.Send(Encode(message), proxy->address)) {
+  const std::string message = Encode({MessageKind::REQUEST, id});
+  if (request == nullptr || !m_socket.Send(message, proxy->address)) {
     if (request != nullptr) m_latency.Withdraw(id);
     ++overall.dwSendErrCountPerMin;
     return;
   }
-  m_requests[id] = {table};
+  m_tables[id] = table;
   ++m_progress.requests;
   ++proxy->counts.sent;
   CountIn(m_statistic_mgr, *request, table,
@@ -99,26 +98,23 @@ void Traffic::TakeResponse(const Datagram& datagram) {
   const auto ip = static_cast<int32_t>(datagram.from.sin_addr.s_addr);
   const int32_t port = ntohs(datagram.from.sin_port);
   Proxy* const proxy = FindProxy(ip, port);
-  const std::optional<ResponseMessage> response = DecodeResponse(datagram.bytes);
-  if (proxy == nullptr || !response) {
+  const std::optional<Message> response = Decode(datagram.bytes);
+  if (proxy == nullptr || !response || response->kind == MessageKind::REQUEST) {
     ++m_strays;
     return;
   }
-  const bool is_id = response->sequence <= INT32_MAX;
-  const LatencyData* const request =
-      is_id ? m_latency.Find(static_cast<int32_t>(response->sequence)) : nullptr;
+  const LatencyData* const request = m_latency.Find(response->id);
   if (request != nullptr && request->ip == ip && request->port == port) {
-    Complete(*proxy, *request, response->status);
+    Complete(*proxy, *request, response->kind == MessageKind::RESPONSE);
   } else {
     ++proxy->counts.unexpected;
   }
 }
 
-void Traffic::Complete(Proxy& proxy, const LatencyData& in_flight, ResponseStatus status) {
+void Traffic::Complete(Proxy& proxy, const LatencyData& in_flight, bool is_ok) {
   const LatencyData request = in_flight;  // which is gone once its delay is taken
   const int64_t now_ms = GetCurrentMilliseconds();
   if (m_latency.CalculateDelay(request.id_for_latency_data, now_ms, &m_statistic_mgr) != 0) return;
-  const bool is_ok = status == ResponseStatus::OK;
   const int64_t delay_ms = now_ms - request.time_ms;
   ++m_progress.answers;
   m_progress.delay_ms += delay_ms;
@@ -128,13 +124,12 @@ void Traffic::Complete(Proxy& proxy, const LatencyData& in_flight, ResponseStatu
   // Zones have the ids 1, 2, ...
   if (is_ok) m_zones[static_cast<size_t>(request.zone_id - 1)].CountGoodAnswer(proxy);
 
-  const auto user_request = m_requests.find(request.id_for_latency_data);
-  CountIn(m_statistic_mgr, request, user_request->second.table, [is_ok](auto& counters) {
+  const auto table = m_tables.extract(request.id_for_latency_data);
+  CountIn(m_statistic_mgr, request, table.mapped(), [is_ok](auto& counters) {
     ++counters.dwResponseCountPerMin;
     if (is_ok) ++counters.dwSuccessResponseCountPerMin;
     if (!is_ok) CountError(counters);
   });
-  m_requests.erase(user_request);
 }
 
 void Traffic::TimeOutRequests() {
@@ -145,7 +140,7 @@ void Traffic::TimeOutRequests() {
 // Here a service API tells its user. The module has counted the time-out.
 void Traffic::FailRequest(const LatencyData& request) {
   ++m_progress.time_outs;
-  m_requests.erase(request.id_for_latency_data);
+  m_tables.erase(request.id_for_latency_data);
   Proxy* const proxy = FindProxy(request.ip, request.port);
   if (proxy != nullptr) ++proxy->counts.timed_out;
 }

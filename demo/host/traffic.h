@@ -36,7 +36,7 @@ class Traffic {
   void TakeResponses();
   void TimeOutRequests();
 
-  int fd() const { return m_socket.fd(); }
+  void Wait(int timeout_ms) const { m_socket.Wait(timeout_ms); }
   int InFlight() const { return m_latency.Count(); }
   // Whether no answer is expected any more, not even one that comes late.
   bool IsSettled() const;
@@ -45,14 +45,9 @@ class Traffic {
   int64_t Strays() const { return m_strays; }
 
  private:
-  // What the host keeps of a user's request; all else the module remembers under the same id.
-  struct UserRequest {
-    int32_t table;
-  };
-
   Proxy* FindProxy(int32_t ip, int32_t port);
   void TakeResponse(const Datagram& datagram);
-  void Complete(Proxy& proxy, const KorvainService::LatencyData& in_flight, ResponseStatus status);
+  void Complete(Proxy& proxy, const KorvainService::LatencyData& in_flight, bool is_ok);
   void FailRequest(const KorvainService::LatencyData& request);
 
   const HostOptions& m_options;
@@ -61,7 +56,8 @@ class Traffic {
   KorvainService::KorvainServiceStatisticMgr& m_statistic_mgr;
   KorvainService::LatencyDataMgr m_latency;
   UdpSocket m_socket;
-  std::unordered_map<int32_t, UserRequest> m_requests;  // by the module's id
+  // By the module's id, under which the module remembers all else of a request.
+  std::unordered_map<int32_t, int32_t> m_tables;
   Progress m_progress;
   int64_t m_strays = 0;
   int64_t m_last_sent_ms = 0;

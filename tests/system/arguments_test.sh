@@ -29,8 +29,8 @@ expect_refusal() {
     complain "$*: status $status, said: $errors"
 }
 
-for program in sim_proxy collect_server demo_host report_check.py database_check.py \
-  series_table.py report_load; do
+for program in sim_proxy collect_server demo_host report_check.py report_table.py \
+  database_check.py series_table.py report_load; do
   help=$(run "$program" --help) || complain "$program --help: status $?"
   # Each option that takes a value has a default, says that it has none or is required.
   options=$(sed -n '/^Options/,/^$/p' <<<"$help" | sed -z 's/\n \{8,\}/ /g' | grep -E '^ +--')
@@ -43,21 +43,23 @@ done
 for url in "" 127.0.0.1:9000 tcp://127.0.0.1:9000 udp://127.0.0.1 udp://127.0.0.1:65536 \
   udp://127.0.0.256:9000 udp://localhost:9000 udp://127.0.0.1:9000x udp://127.0.0:9000 \
   udp://127.0.0.1:009000 udp://127.0.0.1:+9000 "udp://[::1]:9000" udp://:9000; do
-  expect_refusal "'$url'" sim_proxy --listen "$url"
-  expect_refusal "'$url'" collect_server --listen "$url"
   expect_refusal "'$url'" demo_host --proxy "$url" --collect udp://127.0.0.1:9001
 done
 host=(demo_host --proxy udp://127.0.0.1:9000 --collect udp://127.0.0.1:9001)
 expect_refusal "'udp://127.0.0.1:0'" demo_host --proxy udp://127.0.0.1:0
 expect_refusal --collect demo_host --proxy udp://127.0.0.1:9000
 expect_refusal "given twice" "${host[@]}" --proxy udp://127.0.0.1:9000
+for port in -1 65536 x ""; do
+  expect_refusal --port sim_proxy --port "$port"
+  expect_refusal --port collect_server --port "$port"
+done
 expect_refusal --rate "${host[@]}" --rate none
 expect_refusal --rate "${host[@]}" --rate nan
 expect_refusal --zones "${host[@]}" --zones 0
 expect_refusal --tables "${host[@]}" --tables 257
 expect_refusal --judge-threshold "${host[@]}" --judge-threshold 59
 expect_refusal --datagram-size "${host[@]}" --datagram-size 65508
-expect_refusal --delay-mean sim_proxy --delay-mean -1
+expect_refusal --delay-mean sim_proxy --delay-mean 0
 expect_refusal --fault sim_proxy --fault sulk
 for speed in 0 1001 nan +2 1_0 ""; do
   expect_refusal "--clock-speed: '$speed'" report_check.py --clock-speed "$speed"

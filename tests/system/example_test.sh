@@ -5,7 +5,6 @@
 set -euo pipefail
 programs=$1
 example=$2
-verbose=""
 work=$(mktemp -d)
 log=$work/log
 
@@ -32,7 +31,7 @@ field() {
 
 at_least() { (($2 >= $1)) || fail "$3 is $2, not at least $1"; }
 
-: >"$log"
+exec 3>"$log"
 : >"$work/said"
 start_server collect collect_server --file "$work/collected"
 collect_pid=$started collect_url=$url

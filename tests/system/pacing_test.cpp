@@ -1,9 +1,9 @@
 // What the host's queue of datagrams does for a receiver with an ordinary buffer.
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -41,9 +41,7 @@ size_t TakeLines(UdpSocket& socket, size_t most_datagrams) {
 size_t PlayBurst(size_t per_millisecond) {
   constexpr int TURN_MS = 8;
   // With the room that Linux gives a receiver who does not ask for any.
-  UdpSocket receiver(ParseUdpUrl("udp://127.0.0.1:0", PortRule::OR_ZERO));
-  constexpr int HALF_OF_DEFAULT = 106496;  // the kernel doubles it
-  setsockopt(receiver.fd(), SOL_SOCKET, SO_RCVBUF, &HALF_OF_DEFAULT, sizeof(HALF_OF_DEFAULT));
+  UdpSocket receiver(uint16_t{0}, 106496);  // the kernel doubles it
   const sockaddr_in to = ParseUdpUrl(receiver.LocalUrl()).value();
   const UdpSocket sender(std::nullopt);
   const auto record = std::make_unique<SERVICEAPISTATISTIC>();

@@ -4,7 +4,6 @@
 # Usage: story_test.sh DIRECTORY-OF-THE-PROGRAMS
 set -euo pipefail
 programs=$1
-verbose=""
 work=$(mktemp -d)
 log=$work/log
 failures=0
@@ -30,10 +29,12 @@ check() { check_story; }
 # shellcheck source=falsify.sh
 source "$here/falsify.sh"
 
-: >"$log"
+exec 3>"$log"
 set_pace short
 play_story
 check_story
+grep -qE '^report> report: app shop, zone region [12], instance ' "$log"
+grep -qE '^report>   +proxy-3 .* [1-9][0-9]* +0 ' "$log"
 
 first=collect-1
 grep -q '^{.*"server":"'"${collect_urls[0]}" <(head -n 1 "$work/journal") || first=collect-2
@@ -81,7 +82,7 @@ expect 1 "meant to fail for a while" "a judgement that was not made" host \
 expect 1 "meant to be fine" "a judgement too many" host \
   '3s/"judged_unavailable":0/"judged_unavailable":1/'
 expect 1 "not in service in 1 zones" "a proxy left out" host \
-  '2s/"zones_out_at_end":0/"zones_out_at_end":1/'
+  '2s/"zones_out":0/"zones_out":1/'
 
 expect 2 "$work/journal, line 2" "a torn entry" journal '2s/.{20}$//'
 expect 2 "period_s is 4294967296" "a period beyond 32 bits" journal \

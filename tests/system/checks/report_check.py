@@ -117,7 +117,7 @@ def check_judgements(by_host: Summaries, expected: set[str], verdict: Verdict) -
         verdict.check(url in by_host, f"{url}: not a proxy of this run")
     for url, own in by_host.items():
         judged, back, out = (own[name] for name in (
-            "judged_unavailable", "back_in_service", "zones_out_at_end"))
+            "judged_unavailable", "back_in_service", "zones_out"))
         meant = "meant to fail for a while" if url in expected else "meant to be fine"
         verdict.check((url in expected) == (judged > 0) == (back > 0) and out == 0,
                       f"{url}: {meant}; judged unavailable {judged} times, back in service {back} "
