@@ -15,20 +15,15 @@ struct BidirListTest : ::testing::Test {
 
 TEST_F(BidirListTest, KeepsTheOrderOfInsertion) {
   EXPECT_EQ(list.Head(), &a);
+  EXPECT_EQ(a.pPrev, nullptr);
   EXPECT_EQ(a.pNext, &b);
   EXPECT_EQ(b.pNext, &c);
   EXPECT_EQ(c.pNext, nullptr);
-  EXPECT_TRUE(list.Remove(&a));
-  EXPECT_EQ(list.Head(), &b);
-  EXPECT_TRUE(list.Remove(&c));
-  EXPECT_EQ(list.Tail(), &b);
-  EXPECT_EQ(list.Count(), 1u);
 }
 
 TEST_F(BidirListTest, RefusesWhatItCannotLinkOrUnlink) {
   CBidirList other;
   LIST_NODE unlinked{};
-  EXPECT_FALSE(other.Remove(&unlinked));
   EXPECT_FALSE(other.Remove(&b)) << "empty list, node linked elsewhere";
   other.Insert(&stale);
   for (LIST_NODE* node : {&a, &c}) EXPECT_FALSE(other.Remove(node)) << "end of another list";

@@ -54,12 +54,6 @@ int __wrap_objslab_free(LPOBJSLAB slab, int id) {
 namespace KorvainService {
 namespace {
 
-using test::ERROR;
-using test::LogLine;
-using test::LogLines;
-
-constexpr char SWEEP[] = "TraverseForDeleteTimeOutNode";
-
 // One manager with a request in flight, of the ids 0 and 0; the next ones are 131073 and 1.
 struct Scene {
   Scene() {
@@ -89,33 +83,33 @@ struct Scene {
 };
 
 TEST(LatencyFailures, PushBackGivesBackWhatItHadTaken) {
-  const LogLine record{ERROR, "PushBack", "objslab_free failed. id:131073"};
-  const LogLine node{ERROR, "PushBack", "objslab_free failed. id:1"};
-  const LogLine no_slot{ERROR, "PushBack", "objslab_alloc failed. "};
-  const LogLine no_record{ERROR, "PushBack", "objslab_get for latency data pool failed. "};
-  const LogLine no_node{ERROR, "PushBack", "objslab_get for bidirection list pool failed. "};
-  const LogLine not_linked{
-      ERROR, "PushBack",
-      "m_bidirection_list->Insert() failed. send time:1000, ip:10.0.0.1, port:9000, zone_id:3"};
+  const std::string record = "300 PushBack: objslab_free failed. id:131073\n";
+  const std::string node = "300 PushBack: objslab_free failed. id:1\n";
+  const std::string no_slot = "300 PushBack: objslab_alloc failed. \n";
+  const std::string no_record = "300 PushBack: objslab_get for latency data pool failed. \n";
+  const std::string no_node = "300 PushBack: objslab_get for bidirection list pool failed. \n";
+  const std::string not_linked =
+      "300 PushBack: m_bidirection_list->Insert() failed. send time:1000, ip:10.0.0.1, port:9000, "
+      "zone_id:3\n";
   struct Case {
     Fault fault;
-    LogLines lines;
+    std::string text;
     int result = API_ERR_ALLOCATE_MEMORY;
   };
-  for (const Case& row : {Case{{"is_full", 0}, {}},
-                          {{"alloc", 0}, {no_slot}},
-                          {{"get", 0}, {record, no_record}},
-                          {{"is_full", 1}, {record}},
-                          {{"alloc", 1}, {no_slot, record}},
-                          {{"get", 1}, {record, node, no_node}},
-                          {{"get a linked node", 1}, {record, node, not_linked}, GEN_ERR_ERR}}) {
+  for (const Case& row : {Case{{"is_full", 0}, ""},
+                          {{"alloc", 0}, no_slot},
+                          {{"get", 0}, record + no_record},
+                          {{"is_full", 1}, record},
+                          {{"alloc", 1}, no_slot + record},
+                          {{"get", 1}, record + node + no_node},
+                          {{"get a linked node", 1}, record + node + not_linked, GEN_ERR_ERR}}) {
     SCOPED_TRACE(std::string(row.fault.what) + ' ' + std::to_string(row.fault.calls_before));
     Scene scene;
     fault = row.fault;
     are_frees_denied = true;
     EXPECT_EQ(scene.Push(), row.result);
     are_frees_denied = false;
-    EXPECT_EQ(scene.logger.Take(), row.lines);
+    EXPECT_EQ(scene.logger.TakeText(), row.text);
     EXPECT_GE(scene.Push(), 0) << "the next attempt succeeds";
     EXPECT_EQ(scene.Complete(), 0);
   }
@@ -127,10 +121,9 @@ TEST(LatencyFailures, EachFullPoolHasACounterOfItsOwn) {
   fault = {"is_full", 0};
   EXPECT_EQ(scene.Push(), API_ERR_ALLOCATE_MEMORY);
   EXPECT_EQ(scene.latency.Withdraw(55), GEN_ERR_ERR) << "nor do unknown ids share it";
-  EXPECT_EQ(scene.logger.Take(), LogLines());
+  EXPECT_EQ(scene.logger.TakeText(), "");
   scene.PushWhereNodesAreFull();
-  EXPECT_EQ(scene.logger.Take(),
-            (LogLines{{ERROR, "PushBack", "objslab is full, frequency:100000"}}));
+  EXPECT_EQ(scene.logger.TakeText(), "300 PushBack: objslab is full, frequency:100000\n");
 }
 
 TEST(LatencyFailures, ADamagedNodeIsNotUnlinked) {
@@ -145,10 +138,10 @@ TEST(LatencyFailures, ADamagedNodeIsNotUnlinked) {
   const int second_id = scene.Push();
   first_node->pNext->pPrev = &stranger;
   EXPECT_EQ(scene.latency.Withdraw(second_id), GEN_ERR_ERR);
-  const std::string text = "m_bidirection_list->Remove() failed.";
-  EXPECT_EQ(
-      scene.logger.Take(),
-      (LogLines{{ERROR, SWEEP, text}, {ERROR, "CalculateDelay", text}, {ERROR, "Withdraw", text}}));
+  EXPECT_EQ(scene.logger.TakeText(),
+            "300 TraverseForDeleteTimeOutNode: m_bidirection_list->Remove() failed.\n"
+            "300 CalculateDelay: m_bidirection_list->Remove() failed.\n"
+            "300 Withdraw: m_bidirection_list->Remove() failed.\n");
 }
 
 TEST(LatencyFailures, TheSweepPassesOverDamageThatCountsTowardsTheLimit) {
@@ -163,8 +156,9 @@ TEST(LatencyFailures, TheSweepPassesOverDamageThatCountsTowardsTheLimit) {
     EXPECT_EQ(scene.Sweep(), 0);
     EXPECT_EQ(scene.TimeOuts(), expired);
   }
-  EXPECT_EQ(scene.logger.Take(), (LogLines{{ERROR, SWEEP, "objslab_free failed. id:55"},
-                                           {ERROR, SWEEP, "objslab_free failed. id:66"}}));
+  EXPECT_EQ(scene.logger.TakeText(),
+            "300 TraverseForDeleteTimeOutNode: objslab_free failed. id:55\n"
+            "300 TraverseForDeleteTimeOutNode: objslab_free failed. id:66\n");
 }
 
 }  // namespace

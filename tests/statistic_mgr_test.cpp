@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -14,10 +13,6 @@
 
 namespace KorvainService {
 namespace {
-
-using test::DEBUG;
-using test::ERROR;
-using test::LogLines;
 
 class StatisticMgrTest : public ::testing::Test {
  protected:
@@ -36,28 +31,24 @@ class StatisticMgrTest : public ::testing::Test {
 };
 
 TEST_F(StatisticMgrTest, KeepsWhatWasMadeBeforeAFailedAllocation) {
-  const std::string func = "CreateStatisticMap";
-  const std::string size = std::to_string(sizeof(MapAccessIndex));
-  const std::pair<int, LogLines> table[] = {
-      {0, {{ERROR, func, "new MapAccessIndex failed. m_access_index_map:0(NULL)"}}},
-      {1,
-       {{DEBUG, func, "allocate memory for MapAccessIndex:" + size},
-        {ERROR, func, "new SERVICEAPISTATISTIC failed. service_api_statistic:0(NULL)"}}},
-      {-1, {{DEBUG, func, "allocate memory for SERVICEAPISTATISTIC:100056"}}},
-  };
+  const std::string index_made = "700 CreateStatisticMap: allocate memory for MapAccessIndex:" +
+                                 std::to_string(sizeof(MapAccessIndex)) + '\n';
+  const std::pair<int, std::string> table[] = {
+      {0, "300 CreateStatisticMap: new MapAccessIndex failed. m_access_index_map:0(NULL)\n"},
+      {1, index_made + "300 CreateStatisticMap: new SERVICEAPISTATISTIC failed. "
+                       "service_api_statistic:0(NULL)\n"},
+      {-1, "700 CreateStatisticMap: allocate memory for SERVICEAPISTATISTIC:100056\n"}};
   const test::Allocations allocations;
   test::clock_reads = 0;
-  for (const auto& [failing_allocation, lines] : table) {
+  for (const auto& [failing_allocation, text] : table) {
     test::Allocations::Restart(failing_allocation);
     EXPECT_EQ(mgr.CreateStatisticMap(1, 10, 20), failing_allocation < 0 ? 0 : -9747);
-    EXPECT_EQ(logger.Take(), lines);
+    EXPECT_EQ(logger.TakeText(), text);
   }
   EXPECT_EQ(test::clock_reads, 1) << "the second call made the option";
 }
 
 TEST_F(StatisticMgrTest, PairsAreSeparateAndRecordsNeverMove) {
-  EXPECT_EQ(GetKey(-1, 0), 4294967295);
-  EXPECT_EQ(GetKey(0, -1), -4294967296);
   const SERVICEAPISTATISTIC* const record = &Create(1, 2);
   for (int zone = 100; zone < 400; ++zone) EXPECT_NE(&Create(1, zone), record);
   EXPECT_EQ(mgr.GetServiceApiStatistic(1, 2), record);
@@ -88,14 +79,9 @@ TEST_F(StatisticMgrTest, TakesTheFirstAddressThatIsNotTheLoopback) {
 
 TEST_F(StatisticMgrTest, CutsTextsToTheirFields) {
   SERVICEAPISTATISTIC& record = Create(10, 20);
-  STATISTICHOSTINFO& host = record.astAccessStatistic[0].stHostInfo;
-  memset(&host, 'x', sizeof(host));
-  const std::string url(128, 'u'), server(32, 's'), name(126, 'n');
-  EXPECT_EQ(mgr.AddAccess(10, 20, ("udp://" + url).c_str(), 1, 80, server.c_str()), 0);
-  EXPECT_EQ(host.szUrl, url.substr(1));
-  EXPECT_EQ(host.szSvrId, server.substr(1));
   EXPECT_EQ(mgr.AddAccess(10, 20, "udp:/\0behind", 2, 80, ""), 0);
-  EXPECT_STREQ(record.astAccessStatistic[1].stHostInfo.szUrl, "") << "shorter than any scheme";
+  EXPECT_STREQ(record.astAccessStatistic[0].stHostInfo.szUrl, "") << "shorter than any scheme";
+  const std::string name(126, 'n');
   for (const auto& [end, index] : {std::pair("", 0), {"x", 1}, {"xyz", 1}, {"y", 2}, {"", 0}}) {
     EXPECT_EQ(mgr.AddTable(10, 20, (name + end).c_str()), index);
   }
@@ -114,17 +100,14 @@ TEST_F(StatisticMgrTest, RefusesNullTextsAndFullArrays) {
   EXPECT_EQ(mgr.AddAccess(10, 20, "udp://a", 2, 80, "s"), -256);
   record.nTableCount = 256;
   EXPECT_EQ(mgr.AddTable(10, 20, "t"), -256);
-  const std::string null_text = "NULL == url || NULL == svr_id";
-  EXPECT_EQ(logger.Take(),
-            (LogLines{{ERROR, "AddAccess", null_text},
-                      {ERROR, "AddAccess", null_text},
-                      {ERROR, "AddTable", "NULL == name || name is empty"},
-                      {ERROR, "AddAccess",
-                       "the access count(256) >=  STATISTIC_MAX_ACCESS_COUNT(256), can't add new "
-                       "table to table statisticapp_id:10, zone_id:20, url:udp://a"},
-                      {ERROR, "AddTable",
-                       "the table count(256) is not in 0 to STATISTIC_MAX_TABLE_COUNT(256) - 1, "
-                       "can't add new table. app_id:10, zone_id:20, name:t"}}));
+  EXPECT_EQ(logger.TakeText(),
+            "300 AddAccess: NULL == url || NULL == svr_id\n"
+            "300 AddAccess: NULL == url || NULL == svr_id\n"
+            "300 AddTable: NULL == name || name is empty\n"
+            "300 AddAccess: the access count(256) >=  STATISTIC_MAX_ACCESS_COUNT(256), can't add "
+            "new table to table statisticapp_id:10, zone_id:20, url:udp://a\n"
+            "300 AddTable: the table count(256) is not in 0 to STATISTIC_MAX_TABLE_COUNT(256) - 1, "
+            "can't add new table. app_id:10, zone_id:20, name:t\n");
   mgr.Init(nullptr);
   mgr.AddTable(10, 20, nullptr);
   EXPECT_TRUE(logger.lines.empty()) << "the last logger given is used";
@@ -153,42 +136,33 @@ TEST_F(StatisticMgrTest, RatesAndMeansAreRoundedDown) {
   ACCESSRUNSTATUS& access = record.astAccessStatistic[255].stAccessRunStatus;
   record.nTableCount = 257;
   record.iAccessCount = INT32_MAX;
-  using Row = std::tuple<int64_t, uint32_t, uint32_t, uint64_t, uint32_t, uint64_t>;
-  for (const auto& [seconds, count, rate, delay_sum, delays, mean] : {
-           Row{30, 1, 2, 1000, 3, 333},
-           Row{120, 1, 0, 77, 0, 77},
-           Row{60, 71582788, 71582788, 15000000000, 3, 5000000000},
-           Row{60, 71582789, 0, UINT64_MAX, 1, UINT64_MAX},  // the product wraps
-           Row{INT64_MAX - 1000, UINT32_MAX, 0, 0, 0, 0},
+  overall.dwCalculateAverageDelayResCount = 3;
+  using Row = std::tuple<int64_t, uint32_t, uint32_t, uint64_t, uint64_t>;
+  for (const auto& [seconds, count, rate, delay_sum, mean] : {
+           Row{30, 1, 2, 1000, 333}, Row{120, 1, 0, 2, 0},
+           Row{60, 71582789, 0, UINT64_MAX, 6148914691236517205},  // the product wraps
        }) {
     overall.dwRequestCountPerMin = count;
     table.dwRequestCountPerMin = access.dwRequestCountPerMin = count;
-    overall.ullAverageDelay = access.ullAverageDelay = delay_sum;
-    overall.dwCalculateAverageDelayResCount = access.dwCalculateAverageDelayResCount = delays;
+    overall.ullAverageDelay = delay_sum;
     mgr.CalculateAverage(10, 20, 1000 + seconds);
     EXPECT_EQ(+overall.dwRequestCountPerMin, rate) << count << " in " << seconds;
     EXPECT_EQ(+table.dwRequestCountPerMin, rate);
     EXPECT_EQ(+access.dwRequestCountPerMin, rate);
     EXPECT_EQ(+overall.ullAverageDelay, mean);
-    EXPECT_EQ(+access.ullAverageDelay, mean);
   }
 }
 
-TEST_F(StatisticMgrTest, AMinutesReportCarriesTheUserText) {
+TEST_F(StatisticMgrTest, AReportCarriesTheUserText) {
   const OVERALLRUNSTATUS& overall = Create(10, 20).stOverallRunStatus;
   test::clock_reads = 0;
   mgr.SetUserDefineText(10, 20, std::string(512, 't').c_str());
-  mgr.SetLastReportTime(10, 20, -1060);
   EXPECT_EQ(test::clock_reads, 0) << "only new options take the time";
-  EXPECT_FALSE(mgr.IsShouldReportStatisticNow(10, 20, -1001));
-  EXPECT_TRUE(mgr.IsShouldReportStatisticNow(10, 20, -1000));
-  mgr.CalculateAverage(10, 20, -1000);
+  mgr.CalculateAverage(10, 20, 1060);
   EXPECT_EQ(overall.szUserDefinedText, std::string(511, 't'));
   mgr.SetUserDefineText(10, 20, nullptr);
-  mgr.CalculateAverage(10, 20, -1000);
+  mgr.CalculateAverage(10, 20, 1060);
   EXPECT_EQ(std::string(overall.szUserDefinedText, 512), std::string(512, 0));
-  mgr.CalculateAverage(10, 20, -1061);
-  EXPECT_TRUE(mgr.IsShouldReportStatisticNow(10, 20, -1001)) << "a minute after it went back";
 }
 
 TEST_F(StatisticMgrTest, AReportIsDueAtTheEndOfThePeriod) {
@@ -202,8 +176,6 @@ TEST_F(StatisticMgrTest, AReportIsDueAtTheEndOfThePeriod) {
     EXPECT_FALSE(mgr.IsShouldReportStatisticNow(10, 20, 1000 + period - 1)) << given;
     EXPECT_TRUE(mgr.IsShouldReportStatisticNow(10, 20, 1000 + period)) << given;
   }
-  mgr.SetLastReportTime(10, 20, INT64_MIN);
-  EXPECT_TRUE(mgr.IsShouldReportStatisticNow(10, 20, INT64_MAX));
   mgr.SetLastReportTime(10, 21, 5000);
   mgr.CalculateAverage(10, 21, 4000);
   EXPECT_TRUE(mgr.IsShouldReportStatisticNow(10, 21, 4060)) << "a pair without record, too";

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <ctime>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/korvain_error_code.h"
@@ -38,10 +39,8 @@ struct UDPClientMgrTest : ::testing::Test {
 
 TEST_F(UDPClientMgrTest, RefusesTheseUrls) {
   const std::string nines(118, '9');
-  struct Case {
-    std::string url, reason;
-  };
-  for (const Case& row :
+  using Case = std::pair<std::string, std::string>;
+  for (const auto& [url, reason] :
        {Case{"UDP://10.0.0.1:80", "the url is invalid, not include \"udp://\""},
         Case{"udp://:::", "strtok(:::, :) failed"},
         Case{"udp://10.0.0.1", "the url is invalid, not include \":\""},
@@ -54,9 +53,9 @@ TEST_F(UDPClientMgrTest, RefusesTheseUrls) {
         Case{"udp://10.0.0.1:000080", "the port is invalid, port:000080"},
         Case{"udp://10.0.0.1:80a", "the port is invalid, port:80a"},
         Case{"udp://10.0.0.1:" + nines, "the port is invalid, port:" + nines}}) {
-    EXPECT_EQ(Add({row.url}),
-              "700 CheckURL: " + row.reason + ", url:" + row.url +
-                  "\n700 AddCollectServerAddress: the url is invalid. url:" + row.url + "\n");
+    EXPECT_EQ(Add({url}), "700 CheckURL: " + reason + ", url:" + url +
+                              "\n700 AddCollectServerAddress: the url is invalid. url:" + url +
+                              "\n");
     EXPECT_STREQ(mgr.GetCurrentUrl(), nullptr);
   }
 }

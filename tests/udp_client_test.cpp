@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <string>
+#include <tuple>
 
 #include "common/korvain_error_code.h"
 #include "support/fake_platform.h"
@@ -27,40 +28,34 @@ struct UDPClientTest : ::testing::Test {
 
 TEST_F(UDPClientTest, AcceptsTheseUrls) {
   const std::string zeros(119, '0');
-  struct Case {
-    std::string url, ip;
-    int port;
-  };
-  for (const Case& row :
+  using Case = std::tuple<std::string, std::string, int>;
+  for (const auto& [url, ip, port] :
        {Case{"udp://10.0.0.1:8080", "10.0.0.1", 8080}, Case{"tcp://10.0.0.1:80/x", "10.0.0.1", 80},
         Case{"udp://010.0.0.1:1", "8.0.0.1", 1}, Case{"udp://10.0.0.1: +65535", "10.0.0.1", 65535},
         Case{"udp://10.1:4294967297", "10.0.0.1", 1},
         Case{"udp://10.0.0." + zeros + "1:0080", "10.0.0.1", 80}}) {
-    EXPECT_EQ(client.Init(row.url.c_str(), &logger), 0) << row.url;
+    EXPECT_EQ(client.Init(url.c_str(), &logger), 0) << url;
     EXPECT_EQ(client.Send("x", 1), 0);
-    EXPECT_EQ(inet_ntoa(platform.sent.back().to.sin_addr), row.ip) << row.url;
-    EXPECT_EQ(ntohs(platform.sent.back().to.sin_port), row.port) << row.url;
+    EXPECT_EQ(inet_ntoa(platform.sent.back().to.sin_addr), ip) << url;
+    EXPECT_EQ(ntohs(platform.sent.back().to.sin_port), port) << url;
     EXPECT_EQ(logger.TakeText(),
-              "700 Send: it send success. send buf len:1, url:" + row.url.substr(0, 127) + "\n");
+              "700 Send: it send success. send buf len:1, url:" + url.substr(0, 127) + "\n");
   }
 }
 
 TEST_F(UDPClientTest, RefusesTheseUrls) {
-  struct Case {
-    std::string url, reason, result{};
-  };
   const std::string zeros(120, '0');
-  for (const Case& row :
-       {Case{"", "url is too short"}, Case{"udp:/", "url is too short"},
-        Case{"udp://", "no port in url"}, Case{"udp://localhost:80", "aton(ip)", ", iret=0"},
+  using Case = std::tuple<std::string, std::string, std::string>;
+  for (const auto& [url, reason, result] :
+       {Case{"", "url is too short", ""}, Case{"udp:/", "url is too short", ""},
+        Case{"udp://", "no port in url", ""}, Case{"udp://localhost:80", "aton(ip)", ", iret=0"},
         Case{"udp://10.0.0." + zeros + "1:80", "aton(ip)", ", iret=0"},
         Case{"udp://10.0.0.1:0", "atoi(port)", ", iret=0"},
         Case{"udp://10.0.0.1:-5", "atoi(port)", ", iret=-5"},
         Case{"udp://10.0.0.1:65536", "atoi(port)", ", iret=65536"}}) {
-    EXPECT_EQ(client.Init(row.url.c_str(), &logger), GEN_ERR_ERR);
-    EXPECT_EQ(logger.TakeText(), "700 ParseURL: parse url failed -- " + row.reason +
-                                     ", url=" + row.url + row.result +
-                                     "\n\n700 Init: ParseURL() failed. url:" + row.url + "\n");
+    EXPECT_EQ(client.Init(url.c_str(), &logger), GEN_ERR_ERR);
+    EXPECT_EQ(logger.TakeText(), "700 ParseURL: parse url failed -- " + reason + ", url=" + url +
+                                     result + "\n\n700 Init: ParseURL() failed. url:" + url + "\n");
   }
 }
 
