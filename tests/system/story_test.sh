@@ -35,6 +35,8 @@ play_story
 check_story
 grep -qE '^report> report: app shop, zone region [12], instance ' "$log"
 grep -qE '^report>   +proxy-3 .* [1-9][0-9]* +0 ' "$log"
+printf 'korvain_overall,zone=\e[31m table_lines=0i,access_lines=0i 9\n' >"$work/escape"
+show_report escape | grep -qF 'zone ?[31m, instance'
 
 first=collect-1
 grep -q '^{.*"server":"'"${collect_urls[0]}" <(head -n 1 "$work/journal") || first=collect-2

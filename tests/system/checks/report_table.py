@@ -11,6 +11,11 @@ COLUMNS = {"requests": "requests_per_min", "responses": "responses_per_min",
            "mean delay ms": "delay_ms", "delays": "delay_samples"}
 
 
+# A terminal must not obey what comes from the network.
+def printable(text: str) -> str:
+    return "".join(char if char.isprintable() else "?" for char in text[:60])
+
+
 def is_whole(lines: dict[str, ReportLine]) -> bool:
     overall = lines.get("korvain_overall")
     if not overall:
@@ -24,7 +29,7 @@ def row_of(line: ReportLine) -> list[str]:
     errors = sum(number for name, number in line.integers.items()
                  if name.endswith("_errors_per_min"))
     numbers = [line.integers.get(field, "-") if field else errors for field in COLUMNS.values()]
-    return [" ".join(filter(None, names)) or "all", *map(str, numbers)]
+    return [printable(" ".join(filter(None, names))) or "all", *map(str, numbers)]
 
 
 def show_report(options: Namespace) -> int:
@@ -33,7 +38,8 @@ def show_report(options: Namespace) -> int:
         raise UsageError(f"{options.file} holds no whole report")
     overall, *others = (line for _, line in sorted(
         whole[-1].items(), key=lambda item: ("overall" not in item[0], "access" in item[0])))
-    who = ", ".join(f"{tag} {overall.tags.get(tag)}" for tag in ("app", "zone", "instance"))
+    who = ", ".join(f"{tag} {printable(overall.tags.get(tag, ''))}"
+                    for tag in ("app", "zone", "instance"))
     print(f"report: {who}, {overall.integers.get('period_s')} s")
     rows = [["per minute", *COLUMNS], *map(row_of, [overall, *others])]
     widths = [max(map(len, column)) for column in zip(*rows)]
