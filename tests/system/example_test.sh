@@ -39,7 +39,8 @@ start_server good sim_proxy --delay-mean 3
 good=$url
 start_server dropping sim_proxy --fault drop
 dropping=$url dropping_pid=$started
-kill -USR1 "$dropping_pid" # from now on it drops
+kill -USR1 "$dropping_pid"
+wait_until "it drops" 10 has_logged "dropping drops all requests from now on"
 
 # What it says is wanted line by line; the sanitizer's runtime bears what that preloads.
 ASAN_OPTIONS=verify_asan_link_order=0 stdbuf -oL "$example" "$collect_url" "$good" "$dropping" >"$work/said" &
