@@ -123,7 +123,7 @@ start_host() {
   local arguments=() each
   for each in "${proxy_urls[@]}"; do arguments+=(--proxy "$each"); done
   for each in "${collect_urls[@]}"; do arguments+=(--collect "$each"); done
-  start host demo_host "${arguments[@]}" --zones 2 --tables 2 --rate 320 \
+  start host demo_host "${arguments[@]}" --zones 2 --rate 320 \
     --clock-speed "$clock_speed" --timeout $((150 * clock_speed)) --judge-period 1 \
     --judge-times "$judge_times" --judge-threshold 70 --recheck "$recheck" \
     --journal "$work/journal" --summary "$work/host"

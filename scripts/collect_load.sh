@@ -49,28 +49,22 @@ cpu_used() { if [ -e "/proc/$1" ]; then awk '{ print $14 + $15 }' "/proc/$1/stat
 # loss SENT TAKEN: in percent.
 loss() { awk -v sent="$1" -v taken="$2" 'BEGIN { printf "%.1f", 100 * (sent - taken) / sent }'; }
 
-# Nothing answers there; the host only reports them.
-write_proxies() {
-  local i
-  for i in {0..255}; do printf -- '--proxy\nudp://127.9.9.%d:9\n' "$i"; done
-}
+number_in() { grep -o "\"$1\":[0-9]*" "$work/sent" | cut -d : -f 2; }
 
-# burst DATAGRAMS-A-MS DATAGRAM-SIZE: a host reports 8 full zones at once, some times over.
+# burst DATAGRAMS-A-MS DATAGRAM-SIZE: a service API reports 8 full zones at once, some times over.
 burst() {
-  local before sent taken arguments reports
+  local i before sent=0 taken reports=0
   before=$(lines_taken)
-  mapfile -t arguments < <(write_proxies)
-  "$programs/demo_host" "${arguments[@]}" --collect "$agent_udp" --zones 8 --tables 256 --rate 1 \
-    --clock-speed 60 --timeout 1000 --duration 3 --datagrams-per-ms "$1" --datagram-size "$2" \
-    --journal "$work/journal" >>"$log"
+  for i in 1 2 3; do
+    "$programs/report_load" --collect "$agent_udp" --services 1 --period 1 --duration 1 --zones 8 \
+      --tables 256 --accesses 256 --datagrams-per-ms "$1" --datagram-size "$2" >"$work/sent"
+    sent=$((sent + $(number_in lines)))
+    reports=$((reports + $(number_in reports)))
+  done
   sleep 1
-  reports=$(grep -c '"handed_over":true' "$work/journal")
-  sent=$((reports * (1 + 256 + 256)))
   taken=$(($(lines_taken) - before))
   printf '%17d %16d %9d %9d %8d %7s\n' "$1" "$2" "$reports" "$sent" "$taken" "$(loss "$sent" "$taken")"
 }
-
-number_in() { grep -o "\"$1\":[0-9]*" "$work/sent" | cut -d : -f 2; }
 
 # play COUNT: so many service APIs for a part of their period.
 play() {
@@ -92,7 +86,7 @@ main() {
   start_database
   start_agent collect-1
   agent_pid=$started agent_udp=$url
-  printf 'A host reports 8 zones of 256 tables and 256 accesses at once:\n'
+  printf 'A service API reports 8 zones of 256 tables and 256 accesses at once:\n'
   printf 'datagrams a ms at most   bytes at most   reports lines sent    taken  loss %%\n'
   burst 100000 1400
   burst 8 1400

@@ -2,7 +2,6 @@
 #include <csignal>
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 #include "demo/common/command_line.h"
 #include "demo/common/console.h"
@@ -23,22 +22,14 @@ struct CollectOptions {
 void AddOptions(CLI::App& app, CollectOptions& options) {
   app.footer("SIGINT or SIGTERM ends the program.");
   AddNameOption(app, options.name);
-  app.add_option("--port", options.port, "where to receive on 127.0.0.1; 0: a free one")
-      ->check(CLI::Range(0, UINT16_MAX));
+  AddNumber(app, "--port", options.port, 0, UINT16_MAX,
+            "where to receive on 127.0.0.1; 0: a free one");
   app.add_option("--file", options.file,
                  "file to which the lines are appended as they come; none by default");
 }
 
-// What a stranger sends may lack its end.
-std::string WholeLines(std::string_view bytes) {
-  std::string lines(bytes);
-  if (!lines.empty() && lines.back() != '\n') lines += '\n';
-  return lines;
-}
-
 void Collect(const CollectOptions& options) {
   constexpr int LONGEST_WAIT_MS = 50;
-  constexpr int MOST_AT_ONCE = 256;  // so that a flood does not hide a signal
   Console console(options.name);
   const Signals signals({SIGINT, SIGTERM});
   OutputFile file(options.file, console);
@@ -48,12 +39,10 @@ void Collect(const CollectOptions& options) {
   for (bool is_stopped = false; !is_stopped;) {
     is_stopped = signals.Take() > 0;
     socket.Wait(LONGEST_WAIT_MS);
-    for (int i = 0; i < MOST_AT_ONCE; ++i) {
-      const auto datagram = socket.Receive();
-      if (!datagram) break;
+    socket.TakeWaiting([&](const Datagram& datagram) {
       ++datagrams;
-      file.Write(WholeLines(datagram->bytes));
-    }
+      file.Write(datagram.bytes);
+    });
   }
   console.Note("{} datagrams, {} of them not kept, {} messages that nobody read", datagrams,
                file.Lost(), console.Dropped());

@@ -15,6 +15,13 @@ namespace demo {
 int RunProgram(int argc, char** argv, const std::string& name, const std::string& description,
                const std::function<void(CLI::App&)>& add_options, const std::function<void()>& run);
 
+// An option with a number from `least` to `most`.
+template <class Number>
+void AddNumber(CLI::App& app, const std::string& name, Number& value, int least, int most,
+               const std::string& description) {
+  app.add_option(name, value, description)->check(CLI::Range(least, most));
+}
+
 CLI::Validator UdpUrl();
 
 // What the program calls itself in its lines; it has a default.

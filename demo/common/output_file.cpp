@@ -23,7 +23,9 @@ OutputFile::~OutputFile() {
 void OutputFile::Write(std::string_view lines) {
   if (m_fd < 0 || lines.empty()) return;
   // What follows a line that went in part must not become part of it.
-  const std::string text = (m_is_line_torn ? "\n" : "") + std::string(lines);
+  std::string text = m_is_line_torn ? "\n" : "";
+  text += lines;
+  if (lines.back() != '\n') text += '\n';
   const ssize_t written = write(m_fd, text.data(), text.size());
   if (written == static_cast<ssize_t>(text.size())) {
     m_is_line_torn = false;

@@ -21,7 +21,7 @@ class OutputFile {
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  // `lines` are whole, with their line ends.
+  // Ends the last line where `lines` do not: what a stranger sends may lack it.
   void Write(std::string_view lines);
 
   int64_t Lost() const { return m_lost; }  // writes

@@ -13,13 +13,6 @@
 
 namespace demo {
 
-namespace {
-
-// Most bytes that one UDP datagram carries over IPv4.
-constexpr size_t MOST_BYTES = 65507;
-
-}  // namespace
-
 // What is not written as ToUrl would write it is something else, such as a port of 70000.
 std::optional<sockaddr_in> ParseUdpUrl(const std::string& url) {
   char host[INET_ADDRSTRLEN] = "";

@@ -4,6 +4,7 @@
 
 #include <netinet/in.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -19,11 +20,13 @@ std::string ToUrl(const sockaddr_in& endpoint);
 
 struct Datagram {
   sockaddr_in from;
-  std::string_view bytes;  // valid until the next Receive
+  std::string_view bytes;  // valid until the next one is received
 };
 
 class UdpSocket {
  public:
+  static constexpr size_t MOST_BYTES = 65507;  // in a datagram, over IPv4
+
   // Listens on that port of the loopback interface, 0 for a free one; without a port it can send,
   // and be answered. The receive buffer, in bytes, has room for a burst that comes while the
   // process waits for its turn; the kernel may grant less. Throws std::runtime_error.
@@ -41,10 +44,20 @@ class UdpSocket {
   // Returns early when a datagram comes.
   void Wait(int timeout_ms) const;
 
-  // The next datagram that is waiting, if any. Throws std::runtime_error when the socket fails.
-  std::optional<Datagram> Receive();
+  // Calls `take` with each datagram that is waiting, at most so many of them: a flood cannot keep
+  // the caller. Throws std::runtime_error when the socket fails.
+  template <class Take>
+  void TakeWaiting(const Take& take, int most = 256) {
+    for (; most > 0; --most) {
+      const std::optional<Datagram> datagram = Receive();
+      if (!datagram) return;
+      take(*datagram);
+    }
+  }
 
  private:
+  std::optional<Datagram> Receive();
+
   const int m_fd;
   std::vector<char> m_buffer;
 };

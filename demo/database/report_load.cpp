@@ -44,22 +44,17 @@ void AddOptions(CLI::App& app, LoadOptions& options) {
   app.add_option("--collect", options.collect_url, "collect server to report to")
       ->check(UdpUrl())
       ->required();
-  app.add_option("--services", options.services, "service APIs, each an instance of its own")
-      ->check(CLI::Range(1, 100000));
-  app.add_option("--period", options.period_s, "seconds from report to report")
-      ->check(CLI::Range(1, 3600));
-  app.add_option("--duration", options.duration_s, "seconds of that to play")
-      ->check(CLI::Range(1, 600));
-  app.add_option("--zones", options.zones, "of each service API")->check(CLI::Range(1, 64));
-  app.add_option("--tables", options.tables, "of each zone")
-      ->check(CLI::Range(0, int{STATISTIC_MAX_TABLE_COUNT}));
-  app.add_option("--accesses", options.accesses, "of each zone")
-      ->check(CLI::Range(0, int{STATISTIC_MAX_ACCESS_COUNT}));
-  app.add_option("--datagram-size", options.datagram_size, "most bytes of a datagram")
-      ->check(CLI::Range(size_t{1}, MAX_UDP_PAYLOAD));
-  app.add_option("--datagrams-per-ms", options.datagrams_per_ms,
-                 "most datagrams that a service API sends in a millisecond")
-      ->check(CLI::Range(1, 100000));
+  AddNumber(app, "--services", options.services, 1, 100000,
+            "service APIs, each an instance of its own");
+  AddNumber(app, "--period", options.period_s, 1, 3600, "seconds from report to report");
+  AddNumber(app, "--duration", options.duration_s, 1, 600, "seconds of that to play");
+  AddNumber(app, "--zones", options.zones, 1, 64, "of each service API");
+  AddNumber(app, "--tables", options.tables, 0, STATISTIC_MAX_TABLE_COUNT, "of each zone");
+  AddNumber(app, "--accesses", options.accesses, 0, STATISTIC_MAX_ACCESS_COUNT, "of each zone");
+  AddNumber(app, "--datagram-size", options.datagram_size, 1, MAX_UDP_PAYLOAD,
+            "most bytes of a datagram");
+  AddNumber(app, "--datagrams-per-ms", options.datagrams_per_ms, 1, 100000,
+            "most datagrams that a service API sends in a millisecond");
 }
 
 // A record with numbers as they come in traffic, which differ from report to report.

@@ -30,7 +30,7 @@ start_reporting_host() {
   local name=$1 arguments=() each
   for each in "${proxy_urls[@]}"; do arguments+=(--proxy "$each"); done
   for each in "${collect_urls[@]}"; do arguments+=(--collect "$each"); done
-  start "$name" demo_host "${arguments[@]}" --instance "$name" --zones 2 --tables 2 --rate 320 \
+  start "$name" demo_host "${arguments[@]}" --instance "$name" --zones 2 --rate 320 \
     --clock-speed "$clock_speed" --clock-start-ago "$clock_ago" --timeout $((150 * clock_speed)) \
     --judge-period 1 --judge-times 2 --judge-threshold 70 --recheck 3 --journal "$work/$name"
   host_pids+=("$started")

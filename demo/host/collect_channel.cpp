@@ -7,11 +7,15 @@ namespace demo {
 
 using namespace KorvainService;
 
+namespace {
+
+constexpr size_t DATAGRAM_SIZE = 1400;  // fits an Ethernet frame
+constexpr size_t DATAGRAMS_PER_MS = 8;
+
+}  // namespace
+
 CollectChannel::CollectChannel(const HostOptions& options, Logger& logger, Console& console)
-    : m_urls(options.collect_urls),
-      m_datagram_size(options.datagram_size),
-      m_console(console),
-      m_queue(options.datagrams_per_ms) {
+    : m_urls(options.collect_urls), m_console(console), m_queue(DATAGRAMS_PER_MS) {
   std::vector<const char*> texts;
   for (const std::string& url : m_urls) texts.push_back(url.c_str());
   m_channel.Init(&logger);
@@ -37,7 +41,7 @@ void CollectChannel::FollowServer() {
 }
 
 void CollectChannel::Send(std::string report, DatagramQueue::Done done) {
-  m_queue.Add(std::move(report), m_datagram_size, std::move(done));
+  m_queue.Add(std::move(report), DATAGRAM_SIZE, std::move(done));
 }
 
 std::string CollectChannel::CurrentName() const {

@@ -32,7 +32,6 @@ class CollectChannel {
   void FollowServer();
 
   const std::vector<std::string> m_urls;
-  const size_t m_datagram_size;
   Console& m_console;
   KorvainService::UDPClientMgr m_channel;
   DatagramQueue m_queue;

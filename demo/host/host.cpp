@@ -46,16 +46,15 @@ class Host {
         m_traffic(options, m_proxies, m_zones, m_statistic_mgr, m_logger) {}
 
   void Run() {
-    while (!m_is_stopped && !IsDurationOver()) RunOnce(true);
+    while (!m_is_stopped) RunOnce(true);
     m_console.Note("sends no more requests, waits for {} answers", m_traffic.InFlight());
     m_is_stopped = false;  // one more signal ends the waiting
     while (!(m_traffic.IsSettled() || m_is_stopped) || !m_reports.CanReportAll()) RunOnce(false);
     m_reports.ReportAll();
     while (!m_channel.IsIdle()) RunOnce(false);
     m_summary.Write(SummaryLines(m_proxies));
-    m_console.Note(
-        "datagrams of strangers: {}, messages that nobody read: {}, journal entries lost: {}",
-        m_traffic.Strays(), m_console.Dropped(), m_journal.Lost());
+    m_console.Note("messages that nobody read: {}, journal entries lost: {}", m_console.Dropped(),
+                   m_journal.Lost());
   }
 
  private:
@@ -65,10 +64,6 @@ class Host {
       zones.emplace_back(m_options, id, m_proxies, m_judge, m_console);
     }
     return zones;
-  }
-
-  bool IsDurationOver() const {
-    return m_options.duration_s > 0 && ElapsedSeconds() >= m_options.duration_s;
   }
 
   double ElapsedSeconds() const {

@@ -5,7 +5,6 @@
 #include <algorithm>
 
 #include "demo/common/command_line.h"
-#include "line_protocol/report_packer.h"
 #include "service_api/korvain_service_statistic.h"
 
 namespace demo {
@@ -17,48 +16,34 @@ namespace {
 constexpr int MOST_SECONDS = 1000000;
 
 void AddTrafficOptions(CLI::App& app, HostOptions& options) {
-  app.add_option("--zones", options.zones, "zones 1 to N; each is served by every proxy")
-      ->check(CLI::Range(1, 64));
-  app.add_option("--tables", options.tables, "tables in each zone")
-      ->check(CLI::Range(1, int{STATISTIC_MAX_TABLE_COUNT}));
-  app.add_option("--rate", options.rate, "requests per real second")->check(CLI::Range(1, 20000));
-  app.add_option("--duration", options.duration_s, "real seconds; 0: until SIGINT or SIGTERM")
-      ->check(CLI::Range(0, MOST_SECONDS));
-  app.add_option("--clock-speed", options.clock_speed, "the host's seconds per real second")
-      ->check(CLI::Range(1, 1000));
-  app.add_option("--clock-start-ago", options.clock_start_ago_s,
-                 "seconds before now at which the host's clock starts")
-      ->check(CLI::Range(0, MOST_SECONDS));
-  app.add_option("--timeout", options.timeout_ms, "of a request, milliseconds of the host's clock")
-      ->check(CLI::PositiveNumber);
+  AddNumber(app, "--zones", options.zones, 1, 64, "zones 1 to N; each is served by every proxy");
+  AddNumber(app, "--rate", options.rate, 1, 20000, "requests per real second");
+  AddNumber(app, "--clock-speed", options.clock_speed, 1, 1000,
+            "the host's seconds per real second");
+  AddNumber(app, "--clock-start-ago", options.clock_start_ago_s, 0, MOST_SECONDS,
+            "seconds before now at which the host's clock starts");
+  AddNumber(app, "--timeout", options.timeout_ms, 1, INT32_MAX,
+            "of a request, milliseconds of the host's clock");
 }
 
 void AddReportOptions(CLI::App& app, HostOptions& options) {
   app.add_option("--instance", options.instance,
                  "what the host is called in its reports; none by default: address and process id");
-  app.add_option("--datagram-size", options.datagram_size, "most bytes of a report datagram")
-      ->check(CLI::Range(size_t{1}, MAX_UDP_PAYLOAD));
-  app.add_option("--datagrams-per-ms", options.datagrams_per_ms,
-                 "most report datagrams sent in a millisecond")
-      ->check(CLI::Range(1, 100000));
   app.add_option("--journal", options.journal,
                  "file for the counts of each report, JSON; none by default");
   app.add_option("--summary", options.summary, "file for the final counts, JSON; none by default");
 }
 
 void AddJudgeOptions(CLI::App& app, HostOptions& options) {
-  app.add_option("--judge-period", options.judge_period_s,
-                 "real seconds: proxies are checked when more than these have passed")
-      ->check(CLI::Range(1, MOST_SECONDS));
-  app.add_option("--judge-times", options.judge_times, "bad checks that make one unavailable")
-      ->check(CLI::PositiveNumber);
-  app.add_option("--judge-threshold", options.judge_threshold,
-                 "percent of failures that make a check bad")
-      ->check(
-          CLI::Range(MIN_JUDGE_PROXY_UNAVAILABLE_THRESHOLD, MAX_JUDEG_PROXY_UNAVAILABLE_THRESHOLD));
-  app.add_option("--recheck", options.recheck_s,
-                 "real seconds until an unavailable proxy is tried again")
-      ->check(CLI::Range(1, MOST_SECONDS));
+  AddNumber(app, "--judge-period", options.judge_period_s, 1, MOST_SECONDS,
+            "real seconds: proxies are checked when more than these have passed");
+  AddNumber(app, "--judge-times", options.judge_times, 1, INT32_MAX,
+            "bad checks that make one unavailable");
+  AddNumber(app, "--judge-threshold", options.judge_threshold,
+            MIN_JUDGE_PROXY_UNAVAILABLE_THRESHOLD, MAX_JUDEG_PROXY_UNAVAILABLE_THRESHOLD,
+            "percent of failures that make a check bad");
+  AddNumber(app, "--recheck", options.recheck_s, 1, MOST_SECONDS,
+            "real seconds until an unavailable proxy is tried again");
 }
 
 void AddServerOptions(CLI::App& app, HostOptions& options) {
@@ -86,6 +71,7 @@ void CheckUrls(const char* option, const std::vector<std::string>& urls, size_t 
 }  // namespace
 
 void AddOptions(CLI::App& app, HostOptions& options) {
+  app.footer("SIGINT or SIGTERM ends the program, which waits for the last answers.");
   AddNameOption(app, options.name);
   AddServerOptions(app, options);
   AddTrafficOptions(app, options);

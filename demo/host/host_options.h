@@ -2,7 +2,6 @@
 #ifndef KORVAIN_DEMO_HOST_OPTIONS_H_
 #define KORVAIN_DEMO_HOST_OPTIONS_H_
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -15,21 +14,18 @@ namespace demo {
 
 inline constexpr int32_t SET_ID = 3;
 inline constexpr int32_t APP_ID = 7;
+inline constexpr int32_t TABLES = 2;
 
 struct HostOptions {
   std::string name = "host";
   std::vector<std::string> proxy_urls;
   std::vector<std::string> collect_urls;
   int32_t zones = 1;
-  int32_t tables = 1;
   int32_t rate = 100;
-  int32_t duration_s = 0;
   int32_t clock_speed = 1;
   int32_t clock_start_ago_s = 0;
   int32_t timeout_ms = 3000;
   std::string instance;
-  size_t datagram_size = 1400;
-  size_t datagrams_per_ms = 8;
   int32_t judge_period_s = 10;
   int32_t judge_times = 3;
   int32_t judge_threshold = 90;

@@ -18,10 +18,7 @@ void Require(bool is_done, const char* step) {
   if (!is_done) throw std::runtime_error(fmt::format("{} has failed", step));
 }
 
-std::string TableName(int32_t index) {
-  constexpr const char* NAMES[] = {"orders", "customers", "stock"};
-  return index < 3 ? NAMES[index] : fmt::format("table-{}", index + 1);
-}
+constexpr const char* TABLE_NAMES[TABLES] = {"orders", "customers"};
 
 }  // namespace
 
@@ -65,9 +62,8 @@ void ReportCycle::StartPeriod(Zone& zone, int64_t now_s) {
     Require(result == 0, "registering a proxy");
   }
   // The tables get the indexes 0, 1, ... in a record that has none.
-  for (int32_t i = 0; i < m_options.tables; ++i) {
-    const int32_t index = m_statistic_mgr.AddTable(APP_ID, id, TableName(i).c_str());
-    Require(index == i, "registering a table");
+  for (int32_t i = 0; i < TABLES; ++i) {
+    Require(m_statistic_mgr.AddTable(APP_ID, id, TABLE_NAMES[i]) == i, "registering a table");
   }
   m_statistic_mgr.GetServiceApiStatistic(APP_ID, id)->stOverallRunStatus.nAccessCount =
       static_cast<int16_t>(m_proxies.size());
@@ -98,11 +94,10 @@ void ReportCycle::ReportAll() {
 void ReportCycle::Report(const Zone& zone, int64_t now_ms) {
   const int32_t id = zone.proxies.zone_id();
   const SERVICEAPISTATISTIC& record = *m_statistic_mgr.GetServiceApiStatistic(APP_ID, id);
-  nlohmann::json entry = {{"instance", m_options.instance},
-                          {"zone", zone.name},
-                          {"time_ns", now_ms * 1000000},
-                          {"period_s", now_ms / 1000 - zone.period_start_s},
-                          {"lines", CountsOf(record, zone.proxies)}};
+  nlohmann::json entry = {
+      {"instance", m_options.instance},       {"zone", zone.name},
+      {"time_ns", now_ms * 1000000},          {"period_s", now_ms / 1000 - zone.period_start_s},
+      {"clock_speed", m_options.clock_speed}, {"lines", CountsOf(record, zone.proxies)}};
   m_statistic_mgr.CalculateAverage(APP_ID, id, now_ms / 1000);
 
   ReportSettings settings;
@@ -120,7 +115,7 @@ void ReportCycle::Report(const Zone& zone, int64_t now_ms) {
   m_channel.Send(PackReport(record, settings), [this, entry](bool is_handed_over) mutable {
     entry["server"] = m_channel.CurrentUrl();  // to which the end of it went
     entry["handed_over"] = is_handed_over;
-    m_journal.Write(entry.dump() + '\n');
+    m_journal.Write(entry.dump());
   });
   m_statistic_mgr.SetLastReportTime(APP_ID, id, now_ms / 1000);
   m_statistic_mgr.Reset(APP_ID, id);

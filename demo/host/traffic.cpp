@@ -24,13 +24,15 @@ void CountError(ACCESSRUNSTATUS& access) {
 }
 
 // Calls `count` with all the counters that a request has its part in. The proxy has none while a
-// record that was emptied is not filled in again, nor has the table.
+// record that was emptied is not filled in again, nor has the table, which follows from the time of
+// the request: so the module remembers all there is to know of it.
 template <class Count>
-void CountIn(KorvainServiceStatisticMgr& statistic_mgr, const LatencyData& request, int32_t table,
+void CountIn(KorvainServiceStatisticMgr& statistic_mgr, const LatencyData& request,
              const Count& count) {
   SERVICEAPISTATISTIC* const record = statistic_mgr.GetServiceApiStatistic(APP_ID, request.zone_id);
   if (record == nullptr) return;
   count(record->stOverallRunStatus);
+  const int64_t table = request.time_ms % TABLES;
   if (table < record->nTableCount) count(record->astTableStatistic[table].stTableRunStatus);
   ACCESSRUNSTATUS* const access =
       statistic_mgr.GetAccessRunStatus(*record, request.ip, request.port);
@@ -61,7 +63,6 @@ void Traffic::SendRequest() {
     ++overall.dwRouteErrCountPerMin;
     return;
   }
-  const auto table = static_cast<int32_t>(m_random() % static_cast<uint32_t>(m_options.tables));
   m_last_sent_ms = GetCurrentMilliseconds();
   const int32_t id = m_latency.PushBack(zone.zone_id(), m_last_sent_ms, proxy->ip(), proxy->port());
   const LatencyData* const request = m_latency.Find(id);
@@ -71,20 +72,9 @@ void Traffic::SendRequest() {
     ++overall.dwSendErrCountPerMin;
     return;
   }
-  m_tables[id] = table;
   ++m_progress.requests;
   ++proxy->counts.sent;
-  CountIn(m_statistic_mgr, *request, table,
-          [](auto& counters) { ++counters.dwRequestCountPerMin; });
-}
-
-void Traffic::TakeResponses() {
-  constexpr int MOST_AT_ONCE = 1000;  // so that a flood cannot stop the loop
-  for (int i = 0; i < MOST_AT_ONCE; ++i) {
-    const std::optional<Datagram> datagram = m_socket.Receive();
-    if (!datagram) return;
-    TakeResponse(*datagram);
-  }
+  CountIn(m_statistic_mgr, *request, [](auto& counters) { ++counters.dwRequestCountPerMin; });
 }
 
 Proxy* Traffic::FindProxy(int32_t ip, int32_t port) {
@@ -99,10 +89,7 @@ void Traffic::TakeResponse(const Datagram& datagram) {
   const int32_t port = ntohs(datagram.from.sin_port);
   Proxy* const proxy = FindProxy(ip, port);
   const std::optional<Message> response = Decode(datagram.bytes);
-  if (proxy == nullptr || !response || response->kind == MessageKind::REQUEST) {
-    ++m_strays;
-    return;
-  }
+  if (proxy == nullptr || !response || response->kind == MessageKind::REQUEST) return;
   const LatencyData* const request = m_latency.Find(response->id);
   if (request != nullptr && request->ip == ip && request->port == port) {
     Complete(*proxy, *request, response->kind == MessageKind::RESPONSE);
@@ -124,8 +111,7 @@ void Traffic::Complete(Proxy& proxy, const LatencyData& in_flight, bool is_ok) {
   // Zones have the ids 1, 2, ...
   if (is_ok) m_zones[static_cast<size_t>(request.zone_id - 1)].CountGoodAnswer(proxy);
 
-  const auto table = m_tables.extract(request.id_for_latency_data);
-  CountIn(m_statistic_mgr, request, table.mapped(), [is_ok](auto& counters) {
+  CountIn(m_statistic_mgr, request, [is_ok](auto& counters) {
     ++counters.dwResponseCountPerMin;
     if (is_ok) ++counters.dwSuccessResponseCountPerMin;
     if (!is_ok) CountError(counters);
@@ -140,7 +126,6 @@ void Traffic::TimeOutRequests() {
 // Here a service API tells its user. The module has counted the time-out.
 void Traffic::FailRequest(const LatencyData& request) {
   ++m_progress.time_outs;
-  m_tables.erase(request.id_for_latency_data);
   Proxy* const proxy = FindProxy(request.ip, request.port);
   if (proxy != nullptr) ++proxy->counts.timed_out;
 }

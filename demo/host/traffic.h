@@ -4,8 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <random>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -33,7 +31,9 @@ class Traffic {
           KorvainService::Logger& logger);
 
   void SendRequest();
-  void TakeResponses();
+  void TakeResponses() {
+    m_socket.TakeWaiting([this](const Datagram& datagram) { TakeResponse(datagram); });
+  }
   void TimeOutRequests();
 
   void Wait(int timeout_ms) const { m_socket.Wait(timeout_ms); }
@@ -41,8 +41,6 @@ class Traffic {
   // Whether no answer is expected any more, not even one that comes late.
   bool IsSettled() const;
   Progress TakeProgress() { return std::exchange(m_progress, {}); }
-  // Datagrams that no proxy sent.
-  int64_t Strays() const { return m_strays; }
 
  private:
   Proxy* FindProxy(int32_t ip, int32_t port);
@@ -56,13 +54,9 @@ class Traffic {
   KorvainService::KorvainServiceStatisticMgr& m_statistic_mgr;
   KorvainService::LatencyDataMgr m_latency;
   UdpSocket m_socket;
-  // By the module's id, under which the module remembers all else of a request.
-  std::unordered_map<int32_t, int32_t> m_tables;
   Progress m_progress;
-  int64_t m_strays = 0;
   int64_t m_last_sent_ms = 0;
   size_t m_next_zone = 0;
-  std::mt19937 m_random;
 };
 
 }  // namespace demo

@@ -32,11 +32,10 @@ struct ProxyOptions {
 void AddOptions(CLI::App& app, ProxyOptions& options) {
   app.footer("SIGUSR1 begins the fault, or ends it. SIGINT or SIGTERM ends the program.");
   AddNameOption(app, options.name);
-  app.add_option("--port", options.port, "where to receive on 127.0.0.1; 0: a free one")
-      ->check(CLI::Range(0, UINT16_MAX));
-  app.add_option("--delay-mean", options.delay_mean_ms,
-                 "mean delay of an answer, milliseconds; none is longer than five times that")
-      ->check(CLI::Range(1, 60000));
+  AddNumber(app, "--port", options.port, 0, UINT16_MAX,
+            "where to receive on 127.0.0.1; 0: a free one");
+  AddNumber(app, "--delay-mean", options.delay_mean_ms, 1, 60000,
+            "mean delay of an answer, milliseconds; none is longer than five times that");
   app.add_option("--fault", options.fault, "what a fault does: drop requests, or answer errors")
       ->check(CLI::IsMember({"drop", "errors"}));
   app.add_option("--summary", options.summary, "file for the final counts, JSON; none by default");
@@ -50,13 +49,14 @@ struct PendingAnswer {
 
 // For the check at the end of a run.
 struct Counts {
+  std::string url;
   int64_t received = 0;
   int64_t dropped = 0;
   int64_t answered = 0;
   int64_t errors = 0;   // of those answered
   int64_t held_us = 0;  // sum of the times between request and answer
 };
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Counts, received, dropped, answered, errors, held_us)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Counts, url, received, dropped, answered, errors, held_us)
 
 class SimProxy {
  public:
@@ -64,21 +64,20 @@ class SimProxy {
       : m_options(options),
         m_console(options.name),
         m_summary(options.summary, m_console),
-        m_socket(options.port) {}
+        m_socket(options.port),
+        m_counts{m_socket.LocalUrl()} {}
 
   void Run() {
     constexpr int LONGEST_WAIT_MS = 50;
-    m_console.Note("receiving on {}", m_socket.LocalUrl());
+    m_console.Note("receiving on {}", m_counts.url);
     for (int signal = 0; signal != SIGINT && signal != SIGTERM; signal = m_signals.Take()) {
       if (signal == SIGUSR1) TurnFault();
       m_socket.Wait(m_pending.empty() ? LONGEST_WAIT_MS : 1);
-      TakeRequests();
+      m_socket.TakeWaiting([this](const Datagram& datagram) { TakeRequest(datagram); });
       SendAnswers(Clock::now());
     }
     SendAnswers(Clock::time_point::max());
-    nlohmann::json summary = m_counts;
-    summary["url"] = m_socket.LocalUrl();
-    m_summary.Write(summary.dump() + '\n');
+    m_summary.Write(nlohmann::json(m_counts).dump());
   }
 
  private:
@@ -89,17 +88,9 @@ class SimProxy {
     m_console.Announce("{} {}", m_options.name, m_is_faulty ? fault : "works again");
   }
 
-  void TakeRequests() {
-    constexpr int MOST_AT_ONCE = 256;  // so that answers do not wait for a flood to end
-    for (int i = 0; i < MOST_AT_ONCE; ++i) {
-      const auto datagram = m_socket.Receive();
-      if (!datagram) return;
-      const auto request = Decode(datagram->bytes);
-      if (request && request->kind == MessageKind::REQUEST) Take(request->id, datagram->from);
-    }
-  }
-
-  void Take(int32_t id, const sockaddr_in& from) {
+  void TakeRequest(const Datagram& datagram) {
+    const auto request = Decode(datagram.bytes);
+    if (!request || request->kind != MessageKind::REQUEST) return;
     ++m_counts.received;
     if (m_is_faulty && m_options.fault == "drop") {
       ++m_counts.dropped;
@@ -110,7 +101,7 @@ class SimProxy {
     const double mean_us = 1000.0 * m_options.delay_mean_ms;
     const double delay_us = std::exponential_distribution<>(1 / mean_us)(m_random);
     const std::chrono::microseconds delay(static_cast<int64_t>(std::min(delay_us, 5 * mean_us)));
-    m_pending.insert({now + delay, {now, from, {kind, id}}});
+    m_pending.insert({now + delay, {now, datagram.from, {kind, request->id}}});
   }
 
   void SendAnswers(Clock::time_point due) {

@@ -56,9 +56,7 @@ done
 expect_refusal --rate "${host[@]}" --rate none
 expect_refusal --rate "${host[@]}" --rate nan
 expect_refusal --zones "${host[@]}" --zones 0
-expect_refusal --tables "${host[@]}" --tables 257
 expect_refusal --judge-threshold "${host[@]}" --judge-threshold 59
-expect_refusal --datagram-size "${host[@]}" --datagram-size 65508
 expect_refusal --delay-mean sim_proxy --delay-mean 0
 expect_refusal --fault sim_proxy --fault sulk
 for speed in 0 1001 nan +2 1_0 ""; do

@@ -21,24 +21,22 @@ using namespace KorvainService;
 using TimePoint = DatagramQueue::TimePoint;
 
 constexpr int ZONES = 8;
-constexpr size_t LINES = ZONES * (1 + STATISTIC_MAX_TABLE_COUNT + STATISTIC_MAX_ACCESS_COUNT);
-constexpr size_t UNPACED = 100000;
+constexpr int64_t LINES = ZONES * (1 + STATISTIC_MAX_TABLE_COUNT + STATISTIC_MAX_ACCESS_COUNT);
+constexpr int UNPACED = 100000;
 
 // Takes at most so many datagrams of those that wait. Their lines.
-size_t TakeLines(UdpSocket& socket, size_t most_datagrams) {
-  size_t lines = 0;
-  for (size_t i = 0; i < most_datagrams; ++i) {
-    const auto datagram = socket.Receive();
-    if (!datagram) break;
-    const auto count = std::count(datagram->bytes.begin(), datagram->bytes.end(), '\n');
-    lines += static_cast<size_t>(count);
-  }
+int64_t TakeLines(UdpSocket& socket, int most_datagrams) {
+  int64_t lines = 0;
+  const auto take = [&lines](const Datagram& datagram) {
+    lines += std::count(datagram.bytes.begin(), datagram.bytes.end(), '\n');
+  };
+  socket.TakeWaiting(take, most_datagrams);
   return lines;
 }
 
 // 8 zones report at once to a receiver whose turn comes every 8 ms, when it takes what 8 ms can
 // bring at the host's usual pace. The lines that it gets.
-size_t PlayBurst(size_t per_millisecond) {
+int64_t PlayBurst(size_t per_millisecond) {
   constexpr int TURN_MS = 8;
   // With the room that Linux gives a receiver who does not ask for any.
   UdpSocket receiver(uint16_t{0}, 106496);  // the kernel doubles it
@@ -52,7 +50,7 @@ size_t PlayBurst(size_t per_millisecond) {
   for (int zone = 0; zone < ZONES; ++zone) {
     queue.Add(PackReport(*record, {}), 1400, [&](bool is_done) { handed_over += is_done; });
   }
-  size_t received = 0;
+  int64_t received = 0;
   for (int ms = 0; !queue.IsEmpty(); ++ms) {
     queue.SendDue(TimePoint(std::chrono::milliseconds(ms)),
                   [&](auto datagram) { return sender.Send(datagram, to); });

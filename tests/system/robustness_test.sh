@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# What the programs bear: full disks, a standard output that nobody reads, lines from strangers, and
-# answers to requests that were over long ago.
+# What the programs bear: full disks, and a standard output that nobody reads.
 # Usage: robustness_test.sh DIRECTORY-OF-THE-PROGRAMS
 set -euo pipefail
 programs=$1
@@ -33,6 +32,22 @@ ends_in_time() {
 # send URL: a datagram from standard input.
 send() { cat >"/dev/udp/127.0.0.1/${1##*:}"; }
 
+# A disk that is full for a while: a line that went in part is ended before the next one. So is one
+# that came without an end.
+limit=$(ulimit -S -f)
+trap '' XFSZ
+ulimit -S -f 1 # 1,024 bytes
+start_server limited collect_server --file "$work/limited"
+ulimit -S -f "$limit"
+trap - XFSZ
+for _ in 1 2; do printf '%0600d\n' 0 | send "$url"; done
+wait_until "the disk is full" 10 has_logged "cannot write to $work/limited: no space for all of it"
+truncate -s 0 "$work/limited"
+printf 'no end' | send "$url"
+send "$url" <<<"last"
+stop "$started"
+check "a torn line is not ended" test "$(<"$work/limited")" = $'\nno end\nlast'
+
 # A file on a full disk: said once, counted, and the server goes on.
 start_server full-disk collect_server --file /dev/full
 for _ in 1 2 3 4; do send "$url" <<<"korvain_table,table=t f=1i 1"; done
@@ -43,7 +58,9 @@ check "losses not counted" says_once "full-disk: 4 datagrams, 4 of them not kept
 # The same for the host's journal and summary, while it serves.
 start_server proxy sim_proxy
 start host demo_host --proxy "$url" --collect udp://127.0.0.1:9 --clock-speed 200 --rate 50 \
-  --journal /dev/full --summary /dev/full --duration 1
+  --journal /dev/full --summary /dev/full
+pause 1
+kill -TERM "$started"
 check "a full disk ends the host" wait "$started"
 check "journal entries lost are not counted" grep -qE "journal entries lost: [1-9]" "$log"
 
