@@ -4,7 +4,7 @@
 # Everything, and the sums at the end of the story by the query that the documentation shows.
 read_back() {
   local time_ns
-  time_ns=$(tail -q -n 1 "$work/shop-1" "$work/shop-2" | grep -o '"time_ns":[0-9]*' | sort | tail -n 1)
+  time_ns=$(tail -q -n 1 "$work"/journal-* | grep -o '"time_ns":[0-9]*' | sort | tail -n 1)
   time_ns=${time_ns#*:}
   ask "$database_url/internal/force_flush"
   ask --get "$database_url/api/v1/export" --data-urlencode 'match[]={__name__=~"korvain_.*"}' \
@@ -20,16 +20,13 @@ wait_for_the_last() {
   while read_back && ! check_database >/dev/null && ((tries-- > 0)); do sleep 1; done
 }
 
-check_database() {
-  "$checks/database_check.py" --journal "$work/shop-1" --journal "$work/shop-2" \
-    --export "$work/export" --sums "$work/sums" --killed "$killed_url"
-}
+check_database() { "$checks/database_check.py" --killed "$killed_url" "$work"; }
 
 # query_table NAME QUERY: a column for each proxy.
 query_table() {
   ask --get "$database_url/api/v1/query_range" --data-urlencode "query=$2" \
     --data-urlencode "start=$first" --data-urlencode "end=$last" --data-urlencode "step=10s" |
-    "$checks/series_table.py" --label server --column proxy-1 --column proxy-2 --column proxy-3 \
+    "$checks/series_table.py" --column proxy-1 --column proxy-2 --column proxy-3 \
       --column proxy-4 >"$work/$1"
 }
 

@@ -32,7 +32,8 @@ start_reporting_host() {
   for each in "${collect_urls[@]}"; do arguments+=(--collect "$each"); done
   start "$name" demo_host "${arguments[@]}" --instance "$name" --zones 2 --rate 320 \
     --clock-speed "$clock_speed" --clock-start-ago "$clock_ago" --timeout $((150 * clock_speed)) \
-    --judge-period 1 --judge-times 2 --judge-threshold 70 --recheck 3 --journal "$work/$name"
+    --judge-period 1 --judge-times 2 --judge-threshold 70 --recheck 3 \
+    --journal "$work/journal-$name"
   host_pids+=("$started")
 }
 
@@ -61,7 +62,7 @@ fail_proxy() {
   say "both hosts have taken proxy-$1 back"
 }
 
-journalled() { cat "$work/shop-1" "$work/shop-2" | grep -c . || true; }
+journalled() { cat "$work"/journal-* | grep -c . || true; }
 have_journalled() { (($(journalled) >= $1)); }
 
 # Half a period after a report, so that no agent is just about to pass one on.
@@ -69,7 +70,7 @@ kill_agent_in_use() {
   local in_use=0
   wait_until "reports" 10 have_journalled $(($(journalled) + 1))
   pause 1
-  [[ $(tail -n 1 "$work/shop-1") == *"\"server\":\"${collect_urls[0]}\""* ]] || in_use=1
+  [[ $(tail -n 1 "$work/journal-shop-1") == *"\"server\":\"${collect_urls[0]}\""* ]] || in_use=1
   killed_url=${collect_urls[in_use]} left=$((1 - in_use))
   say "collect-$((in_use + 1)), which receives the reports, is killed"
   mark kill

@@ -3,11 +3,13 @@
 import re
 from argparse import Namespace
 from collections import Counter, defaultdict
+from pathlib import Path
 from typing import Any, NamedTuple
 
-from command_line import CommandLine, UsageError, udp_url
+from command_line import CommandLine, UsageError
 from contents import check_contents
-from json_input import elements, member, read_json_lines, read_point, results_of
+from json_input import member, read_json_lines
+from query_answer import elements, read_point, results_of
 from recorded_run import CollectedFile, Journal, Numbers, by_zone, read_journal
 from report_line import ReportLine
 from verdict import Verdict
@@ -23,7 +25,7 @@ class Host(NamedTuple):
 # The lines of each instance, from what /api/v1/export answers: a series a line, in JSON. There each
 # field is a series of its own, named measurement_field, with stamps in milliseconds; a text field
 # is kept as 0. What belongs to no report is counted as unusable.
-def read_stored_lines(path: str) -> dict[str, CollectedFile]:
+def read_stored_lines(path: Path) -> dict[str, CollectedFile]:
     files: dict[str, CollectedFile] = {}
 
     def take(series: Any) -> None:
@@ -50,7 +52,7 @@ def read_stored_lines(path: str) -> dict[str, CollectedFile]:
 
 
 # When the query was asked, and its answer: what all hosts together say of a proxy, by its URL.
-def read_sums(path: str) -> tuple[int, Numbers]:
+def read_sums(path: Path) -> tuple[int, Numbers]:
     sums: Numbers = Counter()
     times = []
 
@@ -118,9 +120,10 @@ def check_sums(hosts: list[Host], time_s: int, sums: Numbers, verdict: Verdict) 
 
 
 def check_database(options: Namespace) -> int:
-    stored = read_stored_lines(options.export)
+    run = options.run
+    stored = read_stored_lines(run / "export")
     hosts = []
-    for journal in map(read_journal, options.journal):
+    for journal in map(read_journal, sorted(run.glob("journal-*"))):
         instance = journal[0].instance
         nothing = CollectedFile(f"database, instance {instance}")
         hosts.append(Host(journal, stored.pop(instance, nothing)))
@@ -131,17 +134,15 @@ def check_database(options: Namespace) -> int:
         check_contents(host.journal, [host.stored, *others], verdict)
         check_arrival(host, options.killed, verdict)
     check_fields(hosts, verdict)
-    check_sums(hosts, *read_sums(options.sums), verdict)
+    check_sums(hosts, *read_sums(run / "sums"), verdict)
     return verdict.conclude()
 
 
 if __name__ == "__main__":
-    command = CommandLine(__doc__, "Exit status: 0 all agrees, 1 a check has failed, 2 unusable "
-                                   "arguments or files.")
-    command.add("--journal", "TEXT ... REQUIRED", "file written by a host")
-    command.add("--export", "TEXT REQUIRED", "what the database's export has answered")
-    command.add("--sums", "TEXT REQUIRED",
-                "what it has answered to the query of request sums by url, over 2 minutes")
-    command.add("--killed", "TEXT:udp://a.b.c.d:port REQUIRED", "collect server that was killed: "
-                "the report at that moment may be missing, one of each zone", read=udp_url)
+    command = CommandLine(__doc__)
+    command.add_argument("run", nargs="?", type=Path, default=Path(), help="directory "
+                         "of the hosts' files journal-*, and of what the database has answered: "
+                         "export, and sums, those of the requests by url over 2 minutes")
+    command.add_argument("--killed", metavar="URL", default="none", help="collect server that was "
+                         "killed: one report of each zone may be missing at that moment")
     command.run(check_database)

@@ -1,5 +1,6 @@
 """Reads JSON, as strictly as it is written. What is not as it should be is a UsageError."""
 import json
+from pathlib import Path
 from typing import Any, Callable, Iterator, TypeVar
 
 from command_line import UsageError
@@ -7,15 +8,7 @@ from command_line import UsageError
 T = TypeVar("T")
 
 
-# What `read` makes of the text; `where` stands in front of what is wrong with it.
-def read_json(where: str, text: bytes, read: Callable[[Any], T]) -> T:
-    try:
-        return read(json.loads(text.decode(), parse_constant=int))  # int refuses NaN and its like
-    except (ValueError, RecursionError) as error:
-        raise UsageError(f"{where}: {error}") from None
-
-
-def read_lines(path: str) -> Iterator[bytes]:
+def read_lines(path: Path) -> Iterator[bytes]:
     try:
         with open(path, "rb") as file:
             yield from (line.rstrip(b"\n") for line in file)
@@ -24,9 +17,13 @@ def read_lines(path: str) -> Iterator[bytes]:
 
 
 # What `read` makes of each line, at least one.
-def read_json_lines(path: str, read: Callable[[Any], T]) -> list[T]:
-    entries = [read_json(f"{path}, line {number}", line, read)
-               for number, line in enumerate(read_lines(path), 1)]
+def read_json_lines(path: Path, read: Callable[[Any], T]) -> list[T]:
+    entries = []
+    for number, line in enumerate(read_lines(path), 1):
+        try:
+            entries.append(read(json.loads(line.decode(), parse_constant=int)))  # int refuses NaN
+        except (ValueError, RecursionError) as error:
+            raise UsageError(f"{path}, line {number}: {error}") from None
     if not entries:
         raise UsageError(f"{path} is empty")
     return entries
@@ -40,26 +37,7 @@ def member(parent: Any, name: str, kind: type[T]) -> T:
 
 
 def integer(parent: Any, name: str, low: int, high: int) -> int:
-    value = parent.get(name)
-    if type(value) is not int or not low <= value <= high:
-        raise UsageError(f"{name} is {json.dumps(value)}, not an integer from {low} to {high}")
+    value = member(parent, name, int)
+    if not low <= value <= high:
+        raise UsageError(f"{name} is {value}, not an integer from {low} to {high}")
     return value
-
-
-# The elements of a list, each of that kind.
-def elements(parent: Any, name: str, kind: type[T]) -> list[T]:
-    found = member(parent, name, list)
-    return [member({name: element}, name, kind) for element in found]
-
-
-# The labels of each series that a query has found, and the series.
-def results_of(answer: Any) -> list[tuple[Any, Any]]:
-    results = elements(member(answer, "data", dict), "result", dict)
-    return [(member(result, "metric", dict), result) for result in results]
-
-
-# The time, in seconds, and the value of a point of a series.
-def read_point(point: Any) -> tuple[int, str]:
-    if [type(part) for part in point] != [int, str]:
-        raise UsageError(f"{json.dumps(point)} is not a time and a value")
-    return point[0], point[1]

@@ -1,8 +1,8 @@
 """What the programs of one run have written down, independently of each other."""
-import os
 from collections import Counter, defaultdict
 from dataclasses import dataclass, field
-from typing import Any, NamedTuple
+from pathlib import Path
+from typing import Any, Iterable, NamedTuple
 
 from command_line import UsageError
 from json_input import integer, member, read_json_lines, read_lines
@@ -18,6 +18,7 @@ class JournalReport(NamedTuple):
     zone: str
     time_ns: int
     period_s: int
+    clock_speed: int  # of the host's clock: its seconds per real second
     server: str  # to which the end of it went; empty: to none
     is_handed_over: bool
     lines: dict[str, Numbers]  # by key
@@ -59,13 +60,14 @@ def read_numbers(entry: dict[str, Any]) -> Numbers:
                     for name in entry if name != "url"})
 
 
-def read_journal(path: str) -> Journal:
+def read_journal(path: Path) -> Journal:
     def read(entry: Any) -> JournalReport:
         lines = member(entry, "lines", dict)
         return JournalReport(
             member(entry, "instance", str), member(entry, "zone", str),
             integer(entry, "time_ns", 0, 2**63 - 1), integer(entry, "period_s", 1, 2**31 - 1),
-            member(entry, "server", str), member(entry, "handed_over", bool),
+            integer(entry, "clock_speed", 1, 1000), member(entry, "server", str),
+            member(entry, "handed_over", bool),
             {key: read_numbers(member(lines, key, dict)) for key in lines})
 
     return read_json_lines(path, read)
@@ -78,7 +80,7 @@ def by_zone(journal: Journal) -> list[tuple[str, Journal]]:
     return sorted(zones.items())
 
 
-def read_summaries(paths: list[str]) -> Summaries:
+def read_summaries(paths: Iterable[Path]) -> Summaries:
     summaries: Summaries = {}
 
     def take(entry: Any) -> None:
@@ -92,8 +94,8 @@ def read_summaries(paths: list[str]) -> Summaries:
     return dict(sorted(summaries.items()))
 
 
-def read_collected(path: str) -> CollectedFile:
-    file = CollectedFile(os.path.basename(path))
+def read_collected(path: Path) -> CollectedFile:
+    file = CollectedFile(path.name)
     for text in read_lines(path):
         file.lines += 1
         line = read_line(text)

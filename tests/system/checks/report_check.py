@@ -3,8 +3,9 @@
 from argparse import Namespace
 from collections import Counter
 from itertools import groupby
+from pathlib import Path
 
-from command_line import CommandLine, UsageError, in_range, udp_url
+from command_line import CommandLine, UsageError
 from contents import check_contents
 from recorded_run import CollectedFile, Journal, JournalReport, Numbers, Summaries, by_zone
 from recorded_run import read_collected, read_journal, read_summaries
@@ -91,7 +92,7 @@ def check_counts(journal: Journal, by_host: Summaries, by_proxies: Summaries,
 
 # The mean delay of each proxy is about the time that it held the requests: longer by at most the
 # tolerance, which the way there and back may take.
-def check_delays(journal: Journal, by_proxies: Summaries, options: Namespace,
+def check_delays(journal: Journal, by_proxies: Summaries, tolerance_ms: float,
                  verdict: Verdict) -> None:
     greatest_excess_ms = 0.0
     for url, proxy in by_proxies.items():
@@ -100,9 +101,9 @@ def check_delays(journal: Journal, by_proxies: Summaries, options: Namespace,
         verdict.check(samples > 0 and answered > 0, f"{url}: no delays to compare")
         if samples == 0 or answered == 0:
             continue
-        mean_ms = reported["delay_ms"] / options.clock_speed / samples
+        mean_ms = reported["delay_ms"] / journal[0].clock_speed / samples
         held_ms = proxy["held_us"] / 1000 / answered
-        verdict.check(held_ms - 1 <= mean_ms <= held_ms + options.delay_tolerance,
+        verdict.check(held_ms - 1 <= mean_ms <= held_ms + tolerance_ms,
                       f"{url}: a mean delay of {mean_ms:.1f} ms reported, but the proxy held "
                       f"requests {held_ms:.1f} ms")
         greatest_excess_ms = max(greatest_excess_ms, mean_ms - held_ms)
@@ -111,51 +112,44 @@ def check_delays(journal: Journal, by_proxies: Summaries, options: Namespace,
         f"{greatest_excess_ms:.1f} ms above the time that they held requests")
 
 
-# Exactly the expected proxies were judged unavailable, and each is in service again.
-def check_judgements(by_host: Summaries, expected: set[str], verdict: Verdict) -> None:
-    for url in sorted(expected):
-        verdict.check(url in by_host, f"{url}: not a proxy of this run")
+# Exactly the proxies that have failed were judged unavailable, and each is in service again.
+def check_judgements(by_host: Summaries, by_proxies: Summaries, verdict: Verdict) -> None:
+    failed = {url for url, proxy in by_proxies.items() if proxy["dropped"] + proxy["errors"] > 0}
     for url, own in by_host.items():
         judged, back, out = (own[name] for name in (
             "judged_unavailable", "back_in_service", "zones_out"))
-        meant = "meant to fail for a while" if url in expected else "meant to be fine"
-        verdict.check((url in expected) == (judged > 0) == (back > 0) and out == 0,
-                      f"{url}: {meant}; judged unavailable {judged} times, back in service {back} "
+        state = "has failed for a while" if url in failed else "was fine all the time"
+        verdict.check((url in failed) == (judged > 0) == (back > 0) and out == 0,
+                      f"{url}: {state}; judged unavailable {judged} times, back in service {back} "
                       f"times, not in service in {out} zones at the end")
+    verdict.check(0 < len(failed) < len(by_host), f"{len(failed)} of {len(by_host)} have failed")
     verdict.end_group(
-        "judgements", f"{len(expected)} proxies have failed, were judged unavailable and taken "
-        f"back; {len(by_host) - len(expected)} were fine all the time")
+        "judgements", f"{len(failed)} proxies have failed, were judged unavailable and taken "
+        f"back; {len(by_host) - len(failed)} were fine all the time")
 
 
 def check_run(options: Namespace) -> int:
-    journal = read_journal(options.journal)
-    by_host = read_summaries([options.host_summary])
-    by_proxies = read_summaries(options.proxy_summary)
-    for url in by_host.keys() - by_proxies.keys():
-        raise UsageError(f"no summary of the proxy {url}")
-    if len(by_host) < len(by_proxies):
-        raise UsageError("a proxy unknown to the host")
-    collected = [read_collected(path) for path in options.collected]
+    run = options.run
+    journal = read_journal(run / "journal")
+    by_host = read_summaries([run / "host"])
+    by_proxies = read_summaries(run.glob("proxy-*"))
+    if by_host.keys() != by_proxies.keys():
+        raise UsageError(f"the host knows the proxies {', '.join(by_host)}; there are summaries of "
+                         f"{', '.join(by_proxies)}")
+    collected = [read_collected(path) for path in sorted(run.glob("collect-*"))]
     verdict = Verdict()
     check_contents(journal, collected, verdict)
     check_delivery(journal, collected, verdict)
     check_counts(journal, by_host, by_proxies, verdict)
-    check_delays(journal, by_proxies, options, verdict)
-    check_judgements(by_host, set(options.expect_unavailable), verdict)
+    check_delays(journal, by_proxies, options.delay_tolerance, verdict)
+    check_judgements(by_host, by_proxies, verdict)
     return verdict.conclude()
 
 
 if __name__ == "__main__":
-    command = CommandLine(__doc__, "Exit status: 0 all agrees, 1 a check has failed, 2 unusable "
-                                "arguments or files.")
-    command.add("--journal", "TEXT REQUIRED", "file written by the host")
-    command.add("--host-summary", "TEXT REQUIRED", "file written by the host")
-    command.add("--collected", "TEXT ... REQUIRED", "file written by a collect server")
-    command.add("--proxy-summary", "TEXT ... REQUIRED", "file written by a proxy")
-    command.add("--expect-unavailable", "TEXT:udp://a.b.c.d:port ...",
-                "proxy that must have been judged unavailable; none by default", [], udp_url)
-    command.add("--clock-speed", "FLOAT:1..1000=1", "as given to the host, host seconds a second",
-                1.0, in_range(1, 1000))
-    command.add("--delay-tolerance", "FLOAT:0..10000=15", "milliseconds by which a mean delay may "
-                "be longer than the proxy held requests", 15.0, in_range(0, 10000))
+    command = CommandLine(__doc__)
+    command.add_argument("run", nargs="?", type=Path, default=Path(), help="directory "
+                         "of what the programs have written: journal, host, collect-*, proxy-*")
+    command.add_argument("--delay-tolerance", metavar="MS", type=float, default=15.0, help="by how "
+                         "much a mean delay may be longer than the proxy held requests")
     command.run(check_run)

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Shows the last report that a collect server's file has as a whole as a table."""
 from argparse import Namespace
+from pathlib import Path
 
 from command_line import CommandLine, UsageError
 from recorded_run import read_collected
@@ -50,6 +51,7 @@ def show_report(options: Namespace) -> int:
 
 
 if __name__ == "__main__":
-    command = CommandLine(__doc__, "Exit status: 0, or 2 for unusable arguments or files.")
-    command.add("--file", "TEXT REQUIRED", "file written by a collect server")
+    command = CommandLine(__doc__)
+    command.add_argument("file", nargs="?", type=Path, default=Path("/dev/stdin"),
+                         help="what a collect server has written")
     command.run(show_report)

@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """Turns the answer to a range query into a table."""
-import sys
 from argparse import Namespace
 from collections import defaultdict
+from pathlib import Path
 from typing import Any
 
 from command_line import CommandLine, UsageError
-from json_input import elements, member, read_json, read_point, results_of
+from json_input import member, read_json_lines
+from query_answer import elements, read_point, results_of
 
 
 # For gnuplot: a row for each time, a column for each of the wanted series, NaN where a series has
@@ -20,16 +21,19 @@ def print_table(options: Namespace) -> int:
             for time_s, value in map(read_point, elements(series, "values", list)):
                 rows[time_s][label] = value
 
-    read_json("not the answer to a range query", sys.stdin.buffer.read(), take)
+    read_json_lines(options.file, take)
     if not rows:
-        raise UsageError("the answer holds no values")
+        raise UsageError(f"{options.file} holds no values")
     for time_s, values in sorted(rows.items()):
         print(time_s, *(values.get(column, "NaN") for column in options.column))
     return 0
 
 
 if __name__ == "__main__":
-    command = CommandLine(__doc__, "Reads the answer, JSON, from standard input.")
-    command.add("--label", "TEXT REQUIRED", "label that tells the series apart")
-    command.add("--column", "TEXT ... REQUIRED", "the label's value in a column")
+    command = CommandLine(__doc__)
+    command.add_argument("file", nargs="?", type=Path, default=Path("/dev/stdin"),
+                         help="the answer, JSON")
+    command.add_argument("--label", default="server", help="what tells the series apart")
+    command.add_argument("--column", metavar="LABEL", action="append", default=[],
+                         help="of the series in the first, second, ... column")
     command.run(print_table)
