@@ -21,7 +21,7 @@ is_answering() { ask "$1/health" >/dev/null 2>&1; }
 # younger than 30 s from queries.
 run_database() {
   victoria-metrics -storageDataPath="$work/database" -httpListenAddr="${database_url#http://}" \
-    -search.latencyOffset=1ms >>"$work/database.log" 2>&1 &
+    -search.latencyOffset=1ms >>"$work/database.log" 2>&1 3>&- &
   database_pid=$!
   wait_until "the database answers" 15 is_answering "$database_url"
 }
@@ -43,7 +43,7 @@ start_agent() {
   url=udp://127.0.0.1:$port
   vmagent -httpListenAddr="$http" -influxListenAddr="127.0.0.1:$port" \
     -remoteWrite.url="$database_url/api/v1/write" -remoteWrite.tmpDataPath="$work/$name" \
-    -remoteWrite.flushInterval=200ms >>"$work/$name.log" 2>&1 &
+    -remoteWrite.flushInterval=200ms >>"$work/$name.log" 2>&1 3>&- &
   started=$!
   agent_url=http://$http
   wait_until "$name answers" 15 is_answering "$agent_url"
