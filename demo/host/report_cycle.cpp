@@ -35,7 +35,7 @@ ReportCycle::ReportCycle(const HostOptions& options, const std::vector<Proxy>& p
   m_statistic_mgr.SetSetIdAndName(SET_ID, "blue");
   m_statistic_mgr.SetAppIdAndName(APP_ID, "shop");
   for (const ProxySet& zone : zones) {
-    m_zones.push_back({zone, fmt::format("region {}", zone.zone_id()), 0});
+    m_zones.push_back({zone, 0});
     CreateRecord(m_zones.back());
   }
 }
@@ -45,7 +45,7 @@ void ReportCycle::CreateRecord(Zone& zone) {
   const int64_t now_s = GetCurrentMilliseconds() / 1000;
   const std::string text = fmt::format("on a clock of {} times real time", m_options.clock_speed);
   Require(m_statistic_mgr.CreateStatisticMap(SET_ID, APP_ID, id) == 0, "creating a record");
-  m_statistic_mgr.SetZoneIdAndName(id, zone.name.c_str());
+  m_statistic_mgr.SetZoneIdAndName(id, fmt::format("region {}", id).c_str());
   m_statistic_mgr.SetUserDefineText(APP_ID, id, text.c_str());
   m_statistic_mgr.SetLastReportTime(APP_ID, id, now_s);
   StartPeriod(zone, now_s);
@@ -95,7 +95,7 @@ void ReportCycle::Report(const Zone& zone, int64_t now_ms) {
   const int32_t id = zone.proxies.zone_id();
   const SERVICEAPISTATISTIC& record = *m_statistic_mgr.GetServiceApiStatistic(APP_ID, id);
   nlohmann::json entry = {
-      {"instance", m_options.instance},       {"zone", zone.name},
+      {"instance", m_options.instance},       {"zone", m_statistic_mgr.GetZoneName(id)},
       {"time_ns", now_ms * 1000000},          {"period_s", now_ms / 1000 - zone.period_start_s},
       {"clock_speed", m_options.clock_speed}, {"lines", CountsOf(record, zone.proxies)}};
   m_statistic_mgr.CalculateAverage(APP_ID, id, now_ms / 1000);

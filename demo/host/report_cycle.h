@@ -3,7 +3,6 @@
 #define KORVAIN_DEMO_REPORT_CYCLE_H_
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "demo/common/output_file.h"
@@ -33,7 +32,6 @@ class ReportCycle {
  private:
   struct Zone {
     const ProxySet& proxies;
-    std::string name;
     int64_t period_start_s;
   };
 
