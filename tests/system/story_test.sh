@@ -60,6 +60,8 @@ divided=$(tr -d '\n' <"$here/malformed_lines.txt" | tr '|' '\n' | sed 's/^m/korv
 } >"$work/malformed"
 expect 1 "$(wc -l <"$work/malformed") lines unusable" "lines that make no sense" $first \
   "\$r $work/malformed"
+head -c 50000 "$programs/demo_host" >"$work/bytes"
+expect 1 " lines unusable" "bytes that are no lines" $first "\$r $work/bytes"
 printf '%s\n' 'korvain_access,zone=a\,b\ \=\c,url=u f=1i,g="a \" , b\\" -5' >"$work/unknown"
 expect 1 "$first, a,b =\\c, korvain_access u: nobody sent this line" "a line with escapes" $first \
   "\$r $work/unknown"
