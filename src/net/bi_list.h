@@ -13,8 +13,8 @@
 // A node is in at most one list at a time. The links of a node that is to be linked may hold
 // anything; those of one given to Remove, or to be linked before, are followed and must be null or
 // lead to nodes. What is refused is what a look at a node and its neighbours shows: Insert of a
-// node that stands in the middle of a list, or Remove of another list's node from its middle,
-// passes and damages both lists. The list touches no node when it is destroyed. Not thread-safe.
+// node that stands in the middle of a list, or Remove of another list's node from its middle, or
+// Insert_Before of one, passes and damages both lists. The list touches no node when it is destroyed. Not thread-safe.
 #ifndef KORVAIN_NET_BI_LIST_H_
 #define KORVAIN_NET_BI_LIST_H_
 
@@ -40,8 +40,8 @@ class CBidirList {
   bool Insert(LIST_NODE* node);
 
   // Links `node` before the linked node `before`. False, and no change, for a null argument, when
-  // both are the same, when `node` is the head or the tail already, and when `before` is not linked
-  // here.
+  // both are the same, when `node` is the head or the tail already, and when the neighbours of
+  // `before` (or the list's head and tail) do not point back at it.
   bool Insert_Before(LIST_NODE* node, LIST_NODE* before);
 
   // Unlinks `node` and sets its links to null. False, and no change, for a null node, an empty
