@@ -1,6 +1,8 @@
 #include "demo/common/command_line.h"
 
+#include <fcntl.h>
 #include <fmt/core.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <vector>
@@ -27,11 +29,19 @@ std::string Describe(const CLI::App& app, const CLI::ParseError& error) {
   return fmt::format("unknown argument {} (see --help)", unknown.front());
 }
 
+// What a program opens must not take the place of a standard stream that it was started without.
+void FillStandardStreams() {
+  int descriptor = 0;
+  while (descriptor >= 0 && descriptor <= STDERR_FILENO) descriptor = open("/dev/null", O_RDWR);
+  close(descriptor);
+}
+
 }  // namespace
 
 int RunProgram(int argc, char** argv, const std::string& name, const std::string& description,
                const std::function<void(CLI::App&)>& add_options,
                const std::function<void()>& run) {
+  FillStandardStreams();
   CLI::App app(description, name);
   app.option_defaults()->always_capture_default();
   add_options(app);

@@ -11,7 +11,6 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "demo/common/command_line.h"
 #include "demo/common/udp_socket.h"
@@ -128,9 +127,8 @@ class Load {
       SendSome();
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    const nlohmann::json sent = {{"reports", m_reports},     {"lines", m_lines},
-                                 {"datagrams", m_datagrams}, {"bytes", m_bytes},
-                                 {"failed", m_failed},       {"seconds", m_options.duration_s}};
+    const nlohmann::json sent = {
+        {"reports", m_reports}, {"lines", m_lines}, {"datagrams", m_datagrams}, {"bytes", m_bytes}};
     fmt::print("{}\n", sent.dump());
     if (m_failed > 0) throw std::runtime_error(fmt::format("{} reports failed", m_failed));
   }

@@ -1,11 +1,8 @@
 // A small service API: the host of the statistics module, with a poll loop of its own.
-#include <fmt/core.h>
-
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "demo/common/command_line.h"
@@ -51,7 +48,7 @@ class Host {
     m_is_stopped = false;  // one more signal ends the waiting
     while (!(m_traffic.IsSettled() || m_is_stopped) || !m_reports.CanReportAll()) RunOnce(false);
     m_reports.ReportAll();
-    while (!m_channel.IsIdle()) RunOnce(false);
+    for (; !m_channel.IsIdle(); m_channel.Update()) m_traffic.Wait(1);
     m_summary.Write(SummaryLines(m_proxies));
     m_console.Note("messages that nobody read: {}, journal entries lost: {}", m_console.Dropped(),
                    m_journal.Lost());

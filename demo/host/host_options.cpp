@@ -46,15 +46,13 @@ void AddJudgeOptions(CLI::App& app, HostOptions& options) {
             "real seconds until an unavailable proxy is tried again");
 }
 
-void AddServerOptions(CLI::App& app, HostOptions& options) {
-  app.add_option("--proxy", options.proxy_urls, "proxy to send requests to (may be repeated)")
+void AddUrls(CLI::App& app, const std::string& name, std::vector<std::string>& urls,
+             const std::string& description) {
+  app.add_option(name, urls, description)
       ->required()
       ->allow_extra_args(false)
-      ->check(UdpUrl());
-  app.add_option("--collect", options.collect_urls, "server to report to (may be repeated)")
-      ->required()
-      ->allow_extra_args(false)
-      ->check(UdpUrl());
+      ->check(UdpUrl())
+      ->default_str("");
 }
 
 void CheckUrls(const char* option, const std::vector<std::string>& urls, size_t most) {
@@ -73,7 +71,8 @@ void CheckUrls(const char* option, const std::vector<std::string>& urls, size_t 
 void AddOptions(CLI::App& app, HostOptions& options) {
   app.footer("SIGINT or SIGTERM ends the program, which waits for the last answers.");
   AddNameOption(app, options.name);
-  AddServerOptions(app, options);
+  AddUrls(app, "--proxy", options.proxy_urls, "proxy to send requests to (may be repeated)");
+  AddUrls(app, "--collect", options.collect_urls, "server to report to (may be repeated)");
   AddTrafficOptions(app, options);
   AddReportOptions(app, options);
   AddJudgeOptions(app, options);

@@ -73,8 +73,15 @@ start unread demo_host --proxy udp://127.0.0.1:9 --collect udp://127.0.0.1:9 --c
 wait_until "a report" 10 test -s "$work/unread-journal"
 cat <&4 >"$work/unread" 3>&- &
 check "the host hangs" ends_in_time "$started"
+check "the host does not end well" wait "$started"
 wait_until "the last line" 10 grep -qaE "messages that nobody read: [1-9]" "$work/unread"
 exec 4>&-
+
+# Without a standard output its lines do not go into the file that is opened in its place.
+"$programs/collect_server" --file "$work/closed" >&- 3>&- &
+wait_until "the file is there" 10 test -e "$work/closed"
+stop "$!"
+check "lines go into a file" test ! -s "$work/closed"
 
 # Files and addresses that cannot be opened are named.
 expect_named() {
