@@ -3,20 +3,21 @@
 # servers, four proxies and a host that reports. One proxy drops its requests for a while, another
 # answers with errors, and then the collect server in use is killed.
 #
-# Expects in $programs the directory of the programs, in $work one for the files of the run, and in
-# $log a file. What is said goes to descriptor 3, see open_log. The checkers are in $checks.
+# Expects in $programs the directory of the programs, in $work one for the files of the run, in $log
+# a file, and $verbose, which may be empty. What is said goes to descriptor 3, see open_log.
 checks=$(cd "$(dirname "${BASH_SOURCE[0]}")/../tests/system/checks" && pwd)
 readonly checks
 
 # Lines begin with the name of who says them and '!', '>' or ':', as demo/common/console.h has it.
 
 # Opens descriptor 3. All lines that are written there go into the log; those for a person are
-# shown, all of them if $verbose is set, the turns of the story bold on a terminal.
+# shown, all of them if $verbose is set, the turns of the story bold on a terminal. A viewer who goes
+# away ends the view, not the log.
 open_log() {
   local bold="" plain="" show='/^[^ ]*[!>] /!d'
   if [ -t 1 ]; then bold=$'\033[1m' plain=$'\033[0m'; fi
   if [[ -n $verbose ]]; then show=""; fi
-  exec 3> >(tee -a "$log" | sed -u -e "$show" -e "s/^[^ ]*! \(.*\)/$bold\1$plain/" -e 's/^[^ ]*> //')
+  exec 3> >(tee -pa "$log" | sed -u -e "$show" -e "s/^[^ ]*! \(.*\)/$bold\1$plain/" -e 's/^[^ ]*> //')
   viewer=$!
 }
 
@@ -49,28 +50,32 @@ start() {
   started=$!
 }
 
-# Ends the processes in the order given and waits for them.
+# Ends the processes in the order given, and waits for them to end well.
 stop() {
   local pid
   for pid in "$@"; do kill -TERM "$pid" 2>/dev/null || true; done
-  for pid in "$@"; do wait "$pid" || true; done
+  for pid in "$@"; do wait "$pid" || fail "a program has ended with status $?"; done
+}
+
+# Ends a process as a power cut would.
+kill_at_once() {
+  kill -KILL "$1" 2>/dev/null || true
+  wait "$1" 2>/dev/null || true
 }
 
 # Ends at once what still runs; for a trap.
 kill_everything() {
   local pid
-  for pid in $(jobs -pr); do
-    kill -KILL "$pid" 2>/dev/null || true
-    wait "$pid" 2>/dev/null || true
-  done
+  for pid in $(jobs -pr); do kill_at_once "$pid"; done
 }
 
-# wait_until WHAT SECONDS COMMAND...: asks again and again. Sleeps are short, since a trap has to wait
-# for the end of a sleep.
+# wait_until WHAT SECONDS COMMAND...: asks again and again, as long as all programs run. Sleeps are
+# short, since a trap has to wait for the end of a sleep.
 wait_until() {
-  local what=$1 tries=$(($2 * 10))
+  local what=$1 tries=$(($2 * 10)) ended
   shift 2
   while ! "$@"; do
+    ended=$(jobs -l | grep -v ' Running ') && fail "waited in vain: $what; has ended: $ended"
     ((tries-- > 0)) || fail "waited in vain: $what"
     sleep 0.1
   done
@@ -119,15 +124,14 @@ wait_for_quarter_past() {
   sleep "$(printf '0.%09d' $(((1230000000 - nanoseconds) % 1000000000)))"
 }
 
+# start_host NAME ARGUMENTS...: with all proxies and collect servers.
 start_host() {
   local arguments=() each
   for each in "${proxy_urls[@]}"; do arguments+=(--proxy "$each"); done
   for each in "${collect_urls[@]}"; do arguments+=(--collect "$each"); done
-  start host demo_host "${arguments[@]}" --zones 2 --rate 320 \
-    --clock-speed "$clock_speed" --timeout $((150 * clock_speed)) --judge-period 1 \
-    --judge-times "$judge_times" --judge-threshold 70 --recheck "$recheck" \
-    --journal "$work/journal" --summary "$work/host"
-  host_pid=$started
+  start "$1" demo_host "${arguments[@]}" --zones 2 --rate 320 --clock-speed "$clock_speed" \
+    --timeout $((150 * clock_speed)) --judge-period 1 --judge-times "$judge_times" \
+    --judge-threshold 70 --recheck "$recheck" "${@:2}"
 }
 
 reports_made() { grep -c . "$work/journal" || true; }
@@ -148,18 +152,19 @@ fail_two_proxies() {
   wait_until "proxy-2 back" 30 has_logged "proxy-2 is back"
 }
 
-# Nothing but the kill is done: the module has to notice.
+# reports_to JOURNAL URL: whether the last report went there.
+reports_to() { [[ $(tail -n 1 "$1") == *"\"server\":\"$2\""* ]]; }
+
+# kill_server_in_use JOURNAL: nothing else is done, the module has to notice. Leaves the server's URL
+# in $killed_url, and the number of the other one in $left.
 kill_server_in_use() {
-  local in_use=0
-  wait_for_reports 1
-  [[ $(tail -n 1 "$work/journal") == *"\"server\":\"${collect_urls[0]}\""* ]] || in_use=1
-  say "collect-$((in_use + 1)), which receives the reports, is killed"
-  kill -KILL "${collect_pids[in_use]}"
-  wait "${collect_pids[in_use]}" 2>/dev/null || true
-  wait_until "reports move on" 30 has_logged "does not answer: reports go to"
-  wait_for_reports 1
-  say "the last report that collect-$((2 - in_use)) holds as a whole, on the host's fast clock:"
-  show_report "collect-$((2 - in_use))" >&3
+  local in_use=2
+  if reports_to "$1" "${collect_urls[0]}"; then in_use=1; fi
+  left=$((3 - in_use))
+  say "collect-$in_use, which receives the reports, is killed"
+  kill_at_once "${collect_pids[in_use - 1]}"
+  killed_url=${collect_urls[in_use - 1]}
+  unset "collect_pids[in_use - 1]"
 }
 
 # The last report that is there as a whole.
@@ -169,10 +174,17 @@ play_story() {
   start_collect_servers
   start_proxies
   wait_for_quarter_past
-  start_host
+  start_host host --journal "$work/journal" --summary "$work/host"
+  host_pid=$started
   pause "$calm"
   fail_two_proxies
-  kill_server_in_use
+  wait_for_reports 1
+  kill_server_in_use "$work/journal"
+  wait_until "reports move on" 30 has_logged "reports go to collect-$left"
+  wait_for_reports 1
+  say "the last report that collect-$left holds as a whole; its minutes and milliseconds are those" \
+    "of the host's clock, $clock_speed to a real one:"
+  show_report "collect-$left" >&3
   stop "$host_pid"
   stop "${collect_pids[@]}" "${proxy_pids[@]}"
 }

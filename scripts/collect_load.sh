@@ -7,6 +7,13 @@ repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 readonly repository
 readonly output=$repository/build/database_demo
 
+# shellcheck source=../demo/story.sh
+source "$repository/demo/story.sh"
+# shellcheck source=../demo/run.sh
+source "$repository/demo/run.sh"
+# shellcheck source=../demo/database/servers.sh
+source "$repository/demo/database/servers.sh"
+
 usage() {
   cat <<END
 usage: scripts/collect_load.sh [--programs DIRECTORY] [SERVICES...]
@@ -21,25 +28,21 @@ while (($# > 0)); do
   case $1 in
     --help) usage && exit 0 ;;
     --programs)
-      (($# > 1)) || { echo "collect_load.sh: $1 needs a value" >&2 && exit 2; }
+      (($# > 1)) || refuse "$1 needs a value"
       programs=$2
       shift 2
       ;;
-    *[!0-9]*) echo "collect_load.sh: unknown argument $1 (see --help)" >&2 && exit 2 ;;
-    *) services+=("$1") && shift ;;
+    *)
+      [[ $1 =~ ^[1-9][0-9]*$ ]] || refuse "unknown argument $1 (see --help)"
+      services+=("$1") && shift
+      ;;
   esac
 done
 if ((${#services[@]} == 0)); then services=(2000 4000 8000 16000); fi
 
-# shellcheck source=../demo/story.sh
-source "$repository/demo/story.sh"
-# shellcheck source=../demo/database/servers.sh
-source "$repository/demo/database/servers.sh"
-# shellcheck source=../demo/database/run.sh
-source "$repository/demo/database/run.sh"
-
+mkdir -p "$output"
 log=$output/load.log
-prepare_run
+prepare_run database
 
 lines_taken() { metric_of "$agent_url" 'vm_protoparser_rows_read_total{type="influx"}'; }
 
@@ -47,7 +50,7 @@ lines_taken() { metric_of "$agent_url" 'vm_protoparser_rows_read_total{type="inf
 cpu_used() { if [ -e "/proc/$1" ]; then awk '{ print $14 + $15 }' "/proc/$1/stat"; else echo 0; fi; }
 
 # loss SENT TAKEN: in percent.
-loss() { awk -v sent="$1" -v taken="$2" 'BEGIN { printf "%.1f", 100 * (sent - taken) / sent }'; }
+loss() { awk -v sent="$1" -v taken="$2" 'BEGIN { printf "%.1f", sent ? 100 * (sent - taken) / sent : 0 }'; }
 
 number_in() { grep -o "\"$1\":[0-9]*" "$work/sent" | cut -d : -f 2; }
 

@@ -1,13 +1,23 @@
 #!/usr/bin/env bash
 # Plays a story with a real database on the loopback interface: two hosts report through two agents,
 # proxies fail and heal, the agent in use is killed, the database is stopped for a while. Then reads
-# everything back, compares it with what the hosts have journalled, and draws it. Exit status 0 if
-# all agrees, 1 if something does not, 2 for bad arguments.
+# everything back, compares it with what the hosts have journalled, and draws it.
 set -euo pipefail
 
 repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 readonly repository
 readonly output=$repository/build/database_demo
+
+# shellcheck source=../demo/story.sh
+source "$repository/demo/story.sh"
+# shellcheck source=../demo/run.sh
+source "$repository/demo/run.sh"
+# shellcheck source=../demo/database/servers.sh
+source "$repository/demo/database/servers.sh"
+# shellcheck source=../demo/database/story.sh
+source "$repository/demo/database/story.sh"
+# shellcheck source=../demo/database/results.sh
+source "$repository/demo/database/results.sh"
 
 usage() {
   cat <<END
@@ -15,6 +25,7 @@ usage: scripts/database_demo.sh [--verbose] [--programs DIRECTORY]
   --verbose             show all that goes into the log as well
   --programs DIRECTORY  play with the programs there instead of building them
 Leaves build/database_demo/report.svg, report.png and demo.log.
+Exit status: 0 all agrees, 1 something does not or a step has failed, 2 unusable arguments or files.
 END
 }
 
@@ -25,27 +36,17 @@ while (($# > 0)); do
     --help) usage && exit 0 ;;
     --verbose) verbose=--verbose && shift ;;
     --programs)
-      (($# > 1)) || { echo "database_demo.sh: $1 needs a value" >&2 && exit 2; }
+      (($# > 1)) || refuse "$1 needs a value"
       programs=$2
       shift 2
       ;;
-    *) echo "database_demo.sh: unknown argument $1 (see --help)" >&2 && exit 2 ;;
+    *) refuse "unknown argument $1 (see --help)" ;;
   esac
 done
 
-# shellcheck source=../demo/story.sh
-source "$repository/demo/story.sh"
-# shellcheck source=../demo/database/servers.sh
-source "$repository/demo/database/servers.sh"
-# shellcheck source=../demo/database/story.sh
-source "$repository/demo/database/story.sh"
-# shellcheck source=../demo/database/run.sh
-source "$repository/demo/database/run.sh"
-# shellcheck source=../demo/database/results.sh
-source "$repository/demo/database/results.sh"
-
+mkdir -p "$output"
 log=$output/demo.log
-prepare_run
+prepare_run database
 
 main() {
   open_log

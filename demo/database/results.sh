@@ -20,7 +20,7 @@ wait_for_the_last() {
   while read_back && ! check_database >/dev/null && ((tries-- > 0)); do sleep 1; done
 }
 
-check_database() { "$checks/database_check.py" --killed "$killed_url" "$work"; }
+check_database() { "$checks/database_check.py" "$work"; }
 
 # query_table NAME QUERY: a column for each proxy.
 query_table() {

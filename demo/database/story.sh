@@ -4,7 +4,7 @@
 
 # A report every 3 s, which is no multiple of the 2 s between checks: at equal times the judge would
 # meet equal counts, and see no requests between them.
-readonly clock_speed=20
+readonly clock_speed=20 judge_times=2 recheck=3
 readonly story_seconds=48
 
 # Milliseconds since the hosts' start.
@@ -26,24 +26,17 @@ start_agents() {
   done
 }
 
-start_reporting_host() {
-  local name=$1 arguments=() each
-  for each in "${proxy_urls[@]}"; do arguments+=(--proxy "$each"); done
-  for each in "${collect_urls[@]}"; do arguments+=(--collect "$each"); done
-  start "$name" demo_host "${arguments[@]}" --instance "$name" --zones 2 --rate 320 \
-    --clock-speed "$clock_speed" --clock-start-ago "$clock_ago" --timeout $((150 * clock_speed)) \
-    --judge-period 1 --judge-times 2 --judge-threshold 70 --recheck 3 \
-    --journal "$work/journal-$name"
-  host_pids+=("$started")
-}
-
 start_hosts() {
+  local name
   host_pids=()
   clock_ago=$(((clock_speed - 1) * story_seconds))
   start_ms=$(date +%s%3N)
   mark first
-  start_reporting_host shop-1 3>>"$log"
-  start_reporting_host shop-2 3>>"$log"
+  for name in shop-1 shop-2; do
+    start_host "$name" --instance "$name" --clock-start-ago "$clock_ago" \
+      --journal "$work/journal-$name" 3>>"$log"
+    host_pids+=("$started")
+  done
 }
 
 both_have_logged() { has_logged "shop-1! $1" && has_logged "shop-2! $1"; }
@@ -65,23 +58,26 @@ fail_proxy() {
 journalled() { cat "$work"/journal-* | grep -c . || true; }
 have_journalled() { (($(journalled) >= $1)); }
 
-# Half a period after a report, so that no agent is just about to pass one on.
+nobody_reports_to() {
+  local name
+  for name in shop-1 shop-2; do
+    if reports_to "$work/journal-$name" "$1"; then return 1; fi
+  done
+}
+
+# Half a period after a report, so that no agent is just about to pass one on. Hosts that start in
+# the same second use the same server.
 kill_agent_in_use() {
-  local in_use=0
   wait_until "reports" 10 have_journalled $(($(journalled) + 1))
   pause 1
-  [[ $(tail -n 1 "$work/journal-shop-1") == *"\"server\":\"${collect_urls[0]}\""* ]] || in_use=1
-  killed_url=${collect_urls[in_use]} left=$((1 - in_use))
-  say "collect-$((in_use + 1)), which receives the reports, is killed"
   mark kill
-  kill -KILL "${collect_pids[in_use]}"
-  wait "${collect_pids[in_use]}" 2>/dev/null || true
-  wait_until "reports move on" 10 both_have_logged "collect-$((in_use + 1)) does not answer"
-  say "both hosts report to collect-$((left + 1)) by themselves"
+  kill_server_in_use "$work/journal-shop-1"
+  wait_until "reports move on" 10 nobody_reports_to "$killed_url"
+  say "both hosts report to collect-$left by themselves"
 }
 
 stop_database_for_a_while() {
-  say "the database is stopped; collect-$((left + 1)) keeps what it takes"
+  say "the database is stopped; collect-$left keeps what it takes"
   mark pause
   stop "$database_pid"
   pause 4

@@ -36,7 +36,7 @@ void CollectChannel::FollowServer() {
   m_channel.Update();
   const std::string current = CurrentName();
   if (current == m_last_used || m_channel.GetCurrentUrl() == nullptr) return;
-  m_console.Announce("{} does not answer: reports go to {} from now on", m_last_used, current);
+  m_console.Announce("reports go to {} from now on, no longer to {}", current, m_last_used);
   m_last_used = current;
 }
 

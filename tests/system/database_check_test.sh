@@ -47,7 +47,7 @@ write_run() {
   printf '{"data":{"result":[{"metric":{"url":"10.0.0.1:1"},"value":[310,"30"]}]}}\n' >"$work/sums"
 }
 
-check() { "$repository/tests/system/checks/database_check.py" --killed $first "$work"; }
+check() { "$repository/tests/system/checks/database_check.py" "$work"; }
 
 # shellcheck source=falsify.sh
 source "$(dirname "${BASH_SOURCE[0]}")/falsify.sh"
@@ -62,15 +62,22 @@ expect 1 "nobody sent this line" "a stamp a millisecond later" export '1s/100000
 expect 1 "nobody sent this line" "a report that is not journalled" journal-b 2d
 expect 1 "2 reports are missing" "a report too many lost" export 's/100000,300000/100000,300001/'
 expect 1 "has not arrived as a whole" "a loss far from the kill" journal-a 's/9002/9001/'
+expect 0 "everything agrees" "a loss at the other server" journal-a '2s/9001/9002/'
 expect 1 "3 fields, not 4" "a series missing" export '/overall_user_text.*"b"/d'
 expect 1 "unusable" "a value between integers" export '1s/\[14/[14.5/'
 expect 1 "repeated" "a series twice" export '1s/(.*)/\1\n\1/'
 expect 1 "nobody sent this line" "an instance that nobody is" export \
   '16s/(.*)/\1\n{"metric":{"__name__":"korvain_overall_pid","zone":"z","instance":"c"},"values":[1],"timestamps":[1]}/'
+expect 1 "repeated" "a field under another tag" export '6s/proxy-1/proxy-9/'
 expect 1 "sum up to 31, not 30" "a sum" sums 's/"30"/"31"/'
 expect 1 "sum up to 30, not 28" "a report too old for the sum" journal-a '3s/300000000000/189000000000/'
+expect 1 "sum up to 30, not 16" "a report after the time of the sums" sums 's/310/299/'
+expect 1 "2 sums, not 1" "a sum of nobody" sums 's/\]\}\}$/,{"metric":{"url":"x"},"value":[310,"1"]}]}}/'
 expect 2 "not a stamp for each value" "an answer that is none" export '1s/,300000//'
 expect 2 "holds no sums" "an answer without sums" sums 's/\[\{.*\]\}\}/[]}}/'
+
+mkdir "$work/journal" && mv "$work"/journal-* "$work/journal"
+[[ $(check 2>&1 || true) == *"holds no journal" ]] || { echo "no journal" && failures=$((failures + 1)); }
 
 # table ANSWER TABLE
 table() {

@@ -23,7 +23,8 @@ expect() {
 expect 0 "usage: scripts/demo.sh" --help
 expect 2 "unknown argument --nonsense" --nonsense
 expect 2 "--programs needs a value" --programs
-expect 1 "cannot write the log /no/such/log" --programs "$programs" --log /no/such/log
+expect 2 "/no/such holds no programs" --programs /no/such
+expect 2 "cannot write the log /no/such/log" --programs "$programs" --log /no/such/log
 
 # Processes whose command line has the folder of this test in it.
 left_over() { grep -lF -f <(echo "$work") /proc/[0-9]*/cmdline 2>/dev/null; }
@@ -41,6 +42,7 @@ interrupt() {
     grep -q "$when" "$work/output" && break
     sleep 0.1
   done
+  ((i < 150)) || complain "has not said in time: $when"
   if [[ $target == group ]]; then kill "-$signal" -- "-$pid"; else kill "-$signal" "$pid"; fi
   wait "$pid"
   status=$?

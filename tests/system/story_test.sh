@@ -35,8 +35,13 @@ play_story
 check_story
 grep -qE '^report> report: app shop, zone region [12], instance ' "$log"
 grep -qE '^report>   +proxy-3 .* [1-9][0-9]* +0 ' "$log"
-printf 'korvain_overall,zone=\e[31m table_lines=0i,access_lines=0i 9\n' >"$work/escape"
-show_report escape | grep -qF 'zone ?[31m, instance'
+# The last report that is whole, whatever its lines say.
+{
+  printf 'korvain_table,zone=\e[31m,table=overall f=1i 9\n'
+  printf 'korvain_overall,zone=\e[31m table_lines=1i,access_lines=0i 9\n'
+  printf 'korvain_overall,zone=b table_lines=1i,access_lines=0i 10\n'
+} >"$work/hostile"
+show_report hostile | grep -qF 'zone ?[31m, instance'
 
 first=collect-1
 grep -q '^{.*"server":"'"${collect_urls[0]}" <(head -n 1 "$work/journal") || first=collect-2
@@ -47,6 +52,8 @@ expect 1 "requests_per_min is" "a number changed on the way" $first \
 expect 1 "counts: all: requests: " "a request counted twice in the record" journal \
   '2s/("korvain_overall":\{[^}]*"requests_per_min":)/\11/'
 expect 1 "delay_ms is" "a delay sum falsified" journal '2s/"delay_ms":([0-9])/"delay_ms":9\1/'
+expect 1 "period_s is nothing" "a field lost on the way" $first '1s/,period_s=[0-9]+i//'
+expect 1 "but the proxy held" "a mean delay beyond all tolerance" journal '2s/"delay_ms":/&9999/'
 expect 1 "nobody sent this line" "a report at another time" $first "1s/[0-9]+$/12345/"
 expect 1 "dynamic_errors_per_min is 3, not 0" "a count from nowhere" $first \
   "1s/dynamic_errors_per_min=0i/dynamic_errors_per_min=3i/"
@@ -67,11 +74,17 @@ expect 1 "$first, a,b =\\c, korvain_access u: nobody sent this line" "a line wit
   "\$r $work/unknown"
 expect 1 "1 repeated" "a line that came twice" $first '1s/(.*)/\1\n\1/'
 expect 1 "not one server, at most one report lost" "a line lost in the middle" $first '10d'
+expect 1 "at several servers" "reports at both servers" collect-2 "\$r $work/collect-1"
+expect 1 " lost" "no server to which they moved" "collect-$left" 'd'
 expect 1 "has arrived that the kernel did not take" "a report refused and there" journal \
   '1s/"handed_over":true/"handed_over":false/'
 expect 1 "two reports of the same time" "an entry twice" journal '1s/(.*)/\1\n\1/'
 expect 1 "time-outs: " "a proxy that counts drops twice" proxy-1 \
   's/"dropped":([0-9]+)/"dropped":1\1/'
+expect 1 "counts: all: responses: " "a response too many" journal \
+  '2s/("korvain_overall":\{[^}]*"responses_per_min":)/\11/'
+expect 1 "delays above 0" "a delay too many" host '1s/"delay_samples":/&1/'
+expect 1 "reported, 1" "a request that only the host has counted" host '1s/"sent":/&1/'
 expect 1 "received by the proxy side" "a request on a wrong way" proxy-3 \
   's/"received":([0-9]+)/"received":1\1/'
 expect 1 "counts: ${proxy_urls[3]}: time-outs" "an answer that nobody counted" proxy-4 \
@@ -83,6 +96,8 @@ expect 1 "the proxy held requests" "delays that nobody waited for" proxy-4 \
   's/"held_us":([0-9]+)/"held_us":9\1/'
 expect 1 "has failed for a while" "a judgement that was not made" host \
   '1s/"judged_unavailable":[0-9]+/"judged_unavailable":0/'
+expect 1 "has failed for a while" "a proxy that was not taken back" host \
+  '1s/"back_in_service":[0-9]+/"back_in_service":0/'
 expect 1 "was fine all the time" "a judgement too many" host \
   '3s/"judged_unavailable":0/"judged_unavailable":1/'
 expect 1 "not in service in 1 zones" "a proxy left out" host \
@@ -97,7 +112,6 @@ expect 2 "delay_samples is 18446744073709551615" "beyond 64 bits" journal \
   '1s/"delay_samples":[0-9]+/"delay_samples":18446744073709551615/'
 expect 2 "no int delay_samples in" "no number" journal '1s/"delay_samples":[0-9]+/"delay_samples":true/'
 expect 2 "no int delay_samples in" "a number with a point" journal '1s/"delay_samples":[0-9]+/"delay_samples":1.0/'
-expect 2 "$work/journal, line 1" "no number in JSON" journal '1s/"delay_ms":[0-9]+/"delay_ms":NaN/'
 expect 2 "$work/journal, line 3" "bytes that are no text" journal '3s/"zone":"/&\xff/'
 expect 2 "$work/journal, line 1" "brackets without end" journal \
   "1s/\"delay_ms\":/&$(printf '[%.0s' {1..50000})/"

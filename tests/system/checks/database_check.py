@@ -7,7 +7,7 @@ from pathlib import Path
 from typing import Any, NamedTuple
 
 from command_line import CommandLine, UsageError
-from contents import check_contents
+from contents import check_contents, expected_value
 from json_input import member, read_json_lines
 from query_answer import elements, read_point, results_of
 from recorded_run import CollectedFile, Journal, Numbers, by_zone, read_journal
@@ -68,14 +68,14 @@ def read_sums(path: Path) -> tuple[int, Numbers]:
     return times[-1], sums
 
 
-# Of each zone at most one report is missing: the last to the killed server, or the first after.
-def check_arrival(host: Host, killed_url: str, verdict: Verdict) -> None:
+# Of each zone at most one report is missing: the last to its first server, or the first after.
+def check_arrival(host: Host, verdict: Verdict) -> None:
     name, missing = host.stored.name, 0
     for zone, reports in by_zone(host.journal):
-        to_killed = [report.server == killed_url for report in reports]
+        to_first = [report.server == reports[0].server for report in reports]
         lost = [i for i, report in enumerate(reports) if not host.stored.has_whole(report)]
         for i, report in enumerate(reports):
-            is_at_kill = (True, False) in (tuple(to_killed[i:i + 2]), tuple(to_killed[i - 1:i + 1]))
+            is_at_kill = (True, False) in (tuple(to_first[i:i + 2]), tuple(to_first[i - 1:i + 1]))
             verdict.check(i not in lost or is_at_kill,
                           f"{name}, {zone}: the report of {report.time_ns} ns, number {i + 1} of "
                           f"{len(reports)}, has not arrived as a whole")
@@ -110,7 +110,7 @@ def check_sums(hosts: list[Host], time_s: int, sums: Numbers, verdict: Verdict) 
         for key, numbers in recent[-1].lines.items() if recent else ():
             if key.startswith("korvain_access "):
                 url = key.split(" ", 1)[1]
-                expected[url] += numbers["requests_per_min"] * 60 // recent[-1].period_s
+                expected[url] += expected_value("requests_per_min", numbers, recent[-1].period_s)
     for url, requests in sorted(expected.items()):
         verdict.check(sums.get(url, -1) == requests,
                       f"{url}: all instances sum up to {sums.get(url, -1)}, not {requests}")
@@ -127,12 +127,14 @@ def check_database(options: Namespace) -> int:
         instance = journal[0].instance
         nothing = CollectedFile(f"database, instance {instance}")
         hosts.append(Host(journal, stored.pop(instance, nothing)))
+    if not hosts:
+        raise UsageError(f"{run} holds no journal")
     verdict = Verdict()
     for host in hosts:
         # What nobody owns is nobody's report.
         others = [file for _, file in sorted(stored.items())] if host is hosts[0] else []
         check_contents(host.journal, [host.stored, *others], verdict)
-        check_arrival(host, options.killed, verdict)
+        check_arrival(host, verdict)
     check_fields(hosts, verdict)
     check_sums(hosts, *read_sums(run / "sums"), verdict)
     return verdict.conclude()
@@ -143,6 +145,4 @@ if __name__ == "__main__":
     command.add_argument("run", nargs="?", type=Path, default=Path(), help="directory "
                          "of the hosts' files journal-*, and of what the database has answered: "
                          "export, and sums, those of the requests by url over 2 minutes")
-    command.add_argument("--killed", metavar="URL", default="none", help="collect server that was "
-                         "killed: one report of each zone may be missing at that moment")
     command.run(check_database)

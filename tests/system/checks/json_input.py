@@ -21,7 +21,7 @@ def read_json_lines(path: Path, read: Callable[[Any], T]) -> list[T]:
     entries = []
     for number, line in enumerate(read_lines(path), 1):
         try:
-            entries.append(read(json.loads(line.decode(), parse_constant=int)))  # int refuses NaN
+            entries.append(read(json.loads(line.decode())))
         except (ValueError, RecursionError) as error:
             raise UsageError(f"{path}, line {number}: {error}") from None
     if not entries:

@@ -9,7 +9,7 @@ from report_line import ReportLine
 
 COLUMNS = {"requests": "requests_per_min", "responses": "responses_per_min",
            "successes": "success_responses_per_min", "errors": "", "time-outs": "timeouts_per_min",
-           "mean delay ms": "delay_ms", "delays": "delay_samples"}
+           "delays": "delay_samples", "mean delay ms": "delay_ms"}
 
 
 # A terminal must not obey what comes from the network.
@@ -37,8 +37,8 @@ def show_report(options: Namespace) -> int:
     whole = [lines for lines in read_collected(options.file).reports.values() if is_whole(lines)]
     if not whole:
         raise UsageError(f"{options.file} holds no whole report")
-    overall, *others = (line for _, line in sorted(
-        whole[-1].items(), key=lambda item: ("overall" not in item[0], "access" in item[0])))
+    overall = whole[-1].pop("korvain_overall")
+    others = sorted(whole[-1].values(), key=lambda line: line.measurement, reverse=True)
     who = ", ".join(f"{tag} {printable(overall.tags.get(tag, ''))}"
                     for tag in ("app", "zone", "instance"))
     print(f"report: {who}, {overall.integers.get('period_s')} s")
