@@ -48,7 +48,7 @@ TEST(MapAccessIndex, UsesWhatWasClearedAgain) {
     EXPECT_EQ(index.Insert(5, 78, 9000, round), 0);
     index.Clear(5);
   }
-  EXPECT_EQ(test::Allocations::Count(), 0);
+  EXPECT_EQ(test::Allocations::count, 0);
 }
 
 }  // namespace

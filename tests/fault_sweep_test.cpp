@@ -174,8 +174,7 @@ class FaultSweepTest : public ::testing::TestWithParam<size_t> {
       Allocations::Restart(is_throwing ? -1 : nth, is_throwing ? nth : -1);
     }
     const int steps_failed = DoSteps(service, is_trying_again);
-    const bool has_failed =
-        is_call ? platform.errors[GetParam()].empty() : Allocations::HasFailed();
+    const bool has_failed = is_call ? platform.errors[GetParam()].empty() : Allocations::has_failed;
     Allocations::Restart();
     EXPECT_LE(steps_failed, has_failed ? 1 : 0);
     EXPECT_EQ(platform.interface_lists_open, 0);
@@ -191,13 +190,13 @@ class FaultSweepTest : public ::testing::TestWithParam<size_t> {
     int nth = 0;
     for (bool has_failed = true; has_failed; ++nth) {
       const int descriptor = test::NextDescriptor();
-      const int64_t outstanding = Allocations::Outstanding();
+      const int64_t outstanding = Allocations::outstanding;
       {
         Reports reports;
         has_failed = Run(nth, is_trying_again, reports);
         EXPECT_TRUE(!is_trying_again || reports == expected) << nth;
       }
-      EXPECT_EQ(Allocations::Outstanding(), outstanding) << nth;
+      EXPECT_EQ(Allocations::outstanding, outstanding) << nth;
       EXPECT_EQ(test::NextDescriptor(), descriptor) << nth;
     }
     EXPECT_GT(nth, 1) << "the run must have met the fault";

@@ -94,7 +94,7 @@ TEST_F(LatencyDataMgrTest, AFailedInitLeavesItNotReadyAndKeepsTheCountsOfRefusal
           "300 Init: objslab_new failed. ret:-1, sizeof(LIST_NODE):24, MAX_NODE_COUNT:100000\n",
       both_pools + "300 Init: new(std::nothrow) CBidirList() failed.  sizeof(CBidirList):24d\n"};
   const test::Allocations allocations;
-  const int64_t outstanding = test::Allocations::Outstanding();
+  const int64_t outstanding = test::Allocations::outstanding;
   for (const int failing : {0, 1, 1, 2}) {
     test::Allocations::Restart(failing);
     EXPECT_EQ(Init(), API_ERR_ALLOCATE_MEMORY);
@@ -109,7 +109,7 @@ TEST_F(LatencyDataMgrTest, AFailedInitLeavesItNotReadyAndKeepsTheCountsOfRefusal
 
   EXPECT_EQ(Init(), 0);
   EXPECT_EQ(logger.TakeText(), both_pools + "700 Init: allocate memory for CBidirList:24\n");
-  EXPECT_EQ(test::Allocations::Outstanding(), outstanding);
+  EXPECT_EQ(test::Allocations::outstanding, outstanding);
 }
 
 TEST_F(LatencyDataMgrTest, HoldsAHundredThousandRequestsAndReportsRefusalsAsRarely) {
@@ -134,7 +134,7 @@ TEST_F(LatencyDataMgrTest, AllocatesNothingPerRequest) {
   for (int i = 0; i < 50; ++i) Push(2000);
   test::clock_ms = 9000;
   EXPECT_EQ(latency.TraverseForDeleteTimeOutNode(&mgr, retry), 0);
-  EXPECT_EQ(test::Allocations::Count(), 0);
+  EXPECT_EQ(test::Allocations::count, 0);
   EXPECT_EQ(TimeOuts(), 50);
 }
 

@@ -47,7 +47,7 @@ TEST_F(ObjSlabTest, HandsOutEverySlotOnceAlignedAndApart) {
        Shapes{{1, 1}, {3, 12}, {3, 13}, {100, 16}, {131072, 17}, {2, 1 << 22}}) {
     SCOPED_TRACE(size);
     ASSERT_EQ(objslab_new(&slab, count, size), 0);
-    EXPECT_EQ(objslab_get_size(slab), test::Allocations::LastSize());
+    EXPECT_EQ(objslab_get_size(slab), test::Allocations::last_size);
     const size_t slot_and_id_size = (size + 15) / 16 * 16 + 4;
     EXPECT_LE(objslab_get_size(slab), static_cast<size_t>(count) * slot_and_id_size + 64);
     for (int id = 0; id < count; ++id) {
@@ -80,7 +80,7 @@ TEST_F(ObjSlabTest, AnIdDiesWithItsUseFor16384Rounds) {
   EXPECT_EQ(objslab_free(slab, INT32_MAX), 0);
   EXPECT_EQ(objslab_get(slab, 131071), nullptr) << "not before it is handed out";
   EXPECT_EQ(objslab_alloc(slab), 131071);
-  EXPECT_EQ(test::Allocations::Count(), 0) << "only a new pool is allocated";
+  EXPECT_EQ(test::Allocations::count, 0) << "only a new pool is allocated";
 }
 
 }  // namespace

@@ -6,8 +6,8 @@
 
 using test::Allocations;
 
-void* Allocations::Allocate(size_t size, bool is_throwing) noexcept {
-  if ((is_throwing ? throwing_before_failure : nothrow_before_failure)-- == 0) {
+void* Allocations::Allocate(size_t size, int64_t& before_failure) noexcept {
+  if (before_failure-- == 0) {
     has_failed = true;
     return nullptr;
   }
@@ -17,33 +17,29 @@ void* Allocations::Allocate(size_t size, bool is_throwing) noexcept {
   return malloc(size);
 }
 
-void Allocations::Deallocate(void* block) noexcept {
-  if (block != nullptr) --outstanding;
-  free(block);
-}
-
 void* operator new(size_t size) {
-  if (void* block = Allocations::Allocate(size, true)) return block;
+  if (void* block = Allocations::Allocate(size, Allocations::before_throwing)) return block;
   throw std::bad_alloc();
 }
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  return Allocations::Allocate(size, false);
+  return Allocations::Allocate(size, Allocations::before_null);
 }
 void* operator new[](size_t size) {
   return operator new(size);
 }
 void operator delete(void* block) noexcept {
-  Allocations::Deallocate(block);
+  if (block != nullptr) --Allocations::outstanding;
+  free(block);
 }
 void operator delete(void* block, size_t) noexcept {
-  Allocations::Deallocate(block);
+  operator delete(block);
 }
 void operator delete(void* block, const std::nothrow_t&) noexcept {
-  Allocations::Deallocate(block);
+  operator delete(block);
 }
 void operator delete[](void* block) noexcept {
-  Allocations::Deallocate(block);
+  operator delete(block);
 }
 void operator delete[](void* block, size_t) noexcept {
-  Allocations::Deallocate(block);
+  operator delete(block);
 }

@@ -59,31 +59,24 @@ extern int wall_reads;
 
 // Counts calls of operator new and makes chosen ones fail, counted from 0. A non-throwing
 // allocation counts as such only.
-class Allocations {
- public:
+struct Allocations {
   Allocations() { Restart(); }
   ~Allocations() { Restart(); }
 
   static void Restart(int64_t failing_nothrow = -1, int64_t failing_throwing = -1) {
     count = 0;
     has_failed = false;
-    nothrow_before_failure = failing_nothrow;
-    throwing_before_failure = failing_throwing;
+    before_null = failing_nothrow;
+    before_throwing = failing_throwing;
   }
 
-  static int64_t Count() { return count; }        // since the last Restart
-  static bool HasFailed() { return has_failed; }  // whether a chosen one has been called since
-  static int64_t Outstanding() { return outstanding; }  // blocks not yet freed, in all
-  static size_t LastSize() { return last_size; }        // of the last block allocated
+  static void* Allocate(size_t size, int64_t& before_failure) noexcept;
 
-  static void* Allocate(size_t size, bool is_throwing) noexcept;
-  static void Deallocate(void* block) noexcept;
-
- private:
-  static inline int64_t count = 0, outstanding = 0;
-  static inline size_t last_size = 0;
-  static inline bool has_failed = false;
-  static inline int64_t nothrow_before_failure = -1, throwing_before_failure = -1;
+  static inline int64_t count = 0;        // since the last Restart
+  static inline bool has_failed = false;  // whether a chosen one has been called since
+  static inline int64_t outstanding = 0;  // blocks not yet freed, in all
+  static inline size_t last_size = 0;     // of the last block allocated
+  static inline int64_t before_null = -1, before_throwing = -1;  // calls before the chosen ones
 };
 
 // The lowest number of a descriptor that is free: the next socket has it, one that is lost raises
