@@ -27,8 +27,7 @@ class PoolRun {
     FUZZ_CHECK((objslab_is_full(m_pool) != 0) == m_next_ids.empty());
     for (const auto& [id, content] : m_contents) {
       const auto* const memory = static_cast<const char*>(objslab_get(m_pool, id));
-      FUZZ_CHECK(memory != nullptr);
-      FUZZ_CHECK(std::count(memory, memory + m_slot_size, content) == m_slot_size);
+      FUZZ_CHECK(memory && std::count(memory, memory + m_slot_size, content) == m_slot_size);
     }
   }
 
