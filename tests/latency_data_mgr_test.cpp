@@ -27,7 +27,7 @@ class LatencyDataMgrTest : public ::testing::Test {
     mgr.CreateStatisticMap(1, APP, ZONE);
     mgr.AddAccess(APP, ZONE, "udp://10.0.0.1:9000", IP, PORT, "s");
     EXPECT_EQ(Init(), 0);
-    logger.Take();
+    logger.TakeText();
   }
 
   int Init() { return latency.Init(APP, 2000, 200, &logger); }
@@ -115,7 +115,7 @@ TEST_F(LatencyDataMgrTest, AFailedInitLeavesItNotReadyAndKeepsTheCountsOfRefusal
 TEST_F(LatencyDataMgrTest, HoldsAHundredThousandRequestsAndReportsRefusalsAsRarely) {
   for (int round = 0; round < 2; ++round) {
     EXPECT_EQ(Init(), 0);  // starts ids and counts afresh
-    logger.Take();
+    logger.TakeText();
     for (int i = 0; i < 100000; ++i) ASSERT_EQ(Push(1000), i);
     Refuse(100000);
     EXPECT_EQ(logger.TakeText(), "");

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -22,7 +23,7 @@ class StatisticMgrTest : public ::testing::Test {
   SERVICEAPISTATISTIC& Create(int app_id, int zone_id) {
     test::clock_ms = 1000999;
     EXPECT_EQ(mgr.CreateStatisticMap(1, app_id, zone_id), 0);
-    logger.Take();
+    logger.TakeText();
     return *mgr.GetServiceApiStatistic(app_id, zone_id);
   }
 
@@ -75,6 +76,8 @@ TEST_F(StatisticMgrTest, TakesTheFirstAddressThatIsNotTheLoopback) {
     EXPECT_EQ(Create(10, 20).stProcessInfo.szIP, ip);
     EXPECT_EQ(platform.interface_lists_open, 0);
   }
+  platform.errors[test::GETIFADDRS] = {EMFILE};
+  EXPECT_EQ(Create(10, 20).stProcessInfo.szIP, std::string("127.0.0.1"));
 }
 
 TEST_F(StatisticMgrTest, CutsTextsToTheirFields) {
@@ -92,7 +95,7 @@ TEST_F(StatisticMgrTest, CutsTextsToTheirFields) {
 TEST_F(StatisticMgrTest, RefusesNullTextsAndFullArrays) {
   SERVICEAPISTATISTIC& record = Create(10, 20);
   mgr.AddAccess(10, 20, "udp://a", 1, 80, "s");
-  logger.Take();
+  logger.TakeText();
   record.iAccessCount = 256;
   EXPECT_EQ(mgr.AddAccess(10, 20, nullptr, 1, 80, "s"), -1811);
   EXPECT_EQ(mgr.AddAccess(10, 20, "udp://a", 1, 80, nullptr), -1811);
@@ -110,7 +113,7 @@ TEST_F(StatisticMgrTest, RefusesNullTextsAndFullArrays) {
             "can't add new table. app_id:10, zone_id:20, name:t\n");
   mgr.Init(nullptr);
   mgr.AddTable(10, 20, nullptr);
-  EXPECT_TRUE(logger.lines.empty()) << "the last logger given is used";
+  EXPECT_TRUE(logger.text.empty()) << "the last logger given is used";
 }
 
 TEST_F(StatisticMgrTest, NamesLiveInThreeTables) {

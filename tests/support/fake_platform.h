@@ -40,7 +40,6 @@ class FakePlatform {
   // Interface addresses as text; "" is an entry without address, "packet" one of another family,
   // "unnameable" one that getnameinfo refuses.
   std::optional<std::vector<std::string>> interfaces;
-  bool is_getifaddrs_failing = false;
   int interface_lists_open = 0;
 
   std::vector<SentDatagram> sent;
