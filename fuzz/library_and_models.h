@@ -76,7 +76,7 @@ class LibraryAndModels {
   void ExpectSameRecords() {
     for (const auto& [pair, record] : m_models.mgr.records) {
       const void* const own = m_library.mgr.GetServiceApiStatistic(pair.first, pair.second);
-      FUZZ_CHECK(own != nullptr && memcmp(own, record.get(), sizeof(*record)) == 0);
+      FUZZ_CHECK(own != nullptr && memcmp(own, &record, sizeof(record)) == 0);
     }
   }
 

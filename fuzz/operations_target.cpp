@@ -57,6 +57,10 @@ class OperationsRun : private PairSteps {
 
   void Step() {
     using Self = OperationsRun;
+    constexpr void (Self::*PAIR_STEPS[])(int app, int zone) = {
+        &Self::ChangeEntries, &Self::ReadEntries, &Self::WriteCounters, &Self::WriteCounters,
+        &Self::ChangeOptions, &Self::Report,      &Self::JudgePair,     &Self::JudgePair,
+        &Self::ChangeJudge,   &Self::AskJudge};
     constexpr void (Self::*STEPS[])() = {
         &Self::Request,   &Self::Request,          &Self::Request, &Self::Request,
         &Self::Request,   &Self::SweepWithHandler, &Self::Sweep,   &Self::MoveClock,
@@ -64,7 +68,7 @@ class OperationsRun : private PairSteps {
     const int choice = m_input.Below(20);
     if (choice < 10) {
       const int pair = m_input.Below(6);
-      StepOfPair(choice, 1 + pair % 2, pair / 2);
+      (this->*PAIR_STEPS[choice])(1 + pair % 2, pair / 2);
     } else {
       (this->*STEPS[choice - 10])();
     }
@@ -81,11 +85,6 @@ class OperationsRun : private PairSteps {
     return in_flight.empty() ? 0 : in_flight[pick % in_flight.size()].id_for_latency_data;
   }
 
-  void Request() {
-    const int choice = m_input.Below(8);
-    choice < 4 ? Send(choice == 0) : Answer(choice == 4);
-  }
-
   void Send(bool is_old) {
     const int zone = m_input.Below(3);
     const int access = m_input.Byte();
@@ -97,9 +96,12 @@ class OperationsRun : private PairSteps {
     if (id >= 0) m_past_ids.push_back(id);
   }
 
-  void Answer(bool is_withdrawn) {
+  void Request() {
+    const int choice = m_input.Below(8);
+    if (choice < 4) return Send(choice == 0);
     const int id = Id();
     const auto* const found = m_models.latency.Find(id);
+    const bool is_withdrawn = choice == 4;
     const int64_t received =
         is_withdrawn ? 0 : TimeAround(found == nullptr ? 0 : found->time_ms, 30);
     OnBoth([=](auto& side) {

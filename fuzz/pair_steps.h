@@ -17,17 +17,6 @@ class PairSteps : protected LibraryAndModels {
   using LibraryAndModels::LibraryAndModels;
 
  protected:
-  void StepOfPair(int choice, int app, int zone) {
-    using Self = PairSteps;
-    constexpr void (Self::*STEPS[])(int, int) = {
-        &Self::ChangeEntries, &Self::ReadEntries, &Self::WriteCounters, &Self::WriteCounters,
-        &Self::ChangeOptions, &Self::Report,      &Self::JudgePair,     &Self::JudgePair,
-        &Self::ChangeJudge,   &Self::AskJudge};
-    const auto step = STEPS[choice];
-    (this->*step)(app, zone);
-  }
-
- private:
   std::string Url() {
     const int choice = m_input.Below(8);
     if (choice == 7) return m_input.Text(140).c_str();
@@ -85,35 +74,32 @@ class PairSteps : protected LibraryAndModels {
   void ChangeOptions(int app, int zone) {
     const int value = m_input.Any<int32_t>();
     const int choice = m_input.Below(6);
+    const int64_t time = choice == 1 ? m_input.Any<int64_t>() : 0;
+    const std::string text = choice == 2 ? m_input.Text(60).c_str() : "";
     auto& mgr = m_library.mgr;
+    if (choice == 0) mgr.SetReportPeriod(app, zone, value);
+    if (choice == 1) mgr.SetLastReportTime(app, zone, time);
+    if (choice == 2) mgr.SetUserDefineText(app, zone, text.c_str());
+    if (choice == 3) mgr.SetBusinessId(app, zone, value);
+    if (choice == 4) mgr.SetMetalibId(app, zone, value);
+    if (choice == 5) mgr.SetDynamicErrorCode(app, zone, value);
     auto& option = m_models.mgr.OptionOf(app, zone);
-    if (choice == 0) {
-      mgr.SetReportPeriod(app, zone, value);
-      option.report_period = std::max(value, 60);
-    } else if (choice == 1) {
-      option.last_report_time = m_input.Any<int64_t>();
-      mgr.SetLastReportTime(app, zone, option.last_report_time);
-    } else if (choice == 2) {
-      test::SetText(option.user_define_text, m_input.Text(60).c_str());
-      mgr.SetUserDefineText(app, zone, option.user_define_text);
-    } else if (choice == 3) {
-      mgr.SetBusinessId(app, zone, option.business_id = value);
-    } else if (choice == 4) {
-      mgr.SetMetalibId(app, zone, option.metalib_id = value);
-    } else {
-      mgr.SetDynamicErrorCode(app, zone, option.dynamic_error_code = value);
-    }
+    if (choice == 0) option.report_period = std::max(value, 60);
+    if (choice == 1) option.last_report_time = time;
+    if (choice == 2) test::SetText(option.user_define_text, text);
+    if (choice == 3) option.business_id = value;
+    if (choice == 4) option.metalib_id = value;
+    if (choice == 5) option.dynamic_error_code = value;
     FUZZ_CHECK(mgr.GetBusinessId(app, zone) == option.business_id);
     FUZZ_CHECK(mgr.GetMetalibId(app, zone) == option.metalib_id);
     FUZZ_CHECK(mgr.GetDynamicErrorCode(app, zone) == option.dynamic_error_code);
   }
 
   void Report(int app, int zone) {
-    const auto& options = m_models.mgr.options;
-    const auto found = options.find({app, zone});
-    const int64_t now = found == options.end() ? TimeAround(0, 60)
-                                               : TimeAround(found->second.last_report_time,
-                                                            found->second.report_period);
+    const auto found = m_models.mgr.options.find({app, zone});
+    const bool has_option = found != m_models.mgr.options.end();
+    const int64_t now = TimeAround(has_option ? found->second.last_report_time : 0,
+                                   has_option ? found->second.report_period : 60);
     ExpectSameRecords();
     const bool is_reported = m_input.Below(2) != 0;
     OnBoth([=](auto& side) {
@@ -145,20 +131,15 @@ class PairSteps : protected LibraryAndModels {
     const int value = m_input.Below(2) == 0 ? m_input.Byte() % 128 : m_input.Any<int32_t>();
     const int choice = m_input.Below(4);
     auto& judge = m_library.judge;
+    if (choice == 0) judge.SetThreshold(app, zone, value);
+    if (choice == 1) judge.SetCheckPeriod(app, zone, value);
+    if (choice == 2) judge.SetCheckTimes(app, zone, value % 4);
+    if (choice == 3) judge.SetRecheckAvailableInterval(app, zone, value);
     auto& option = m_models.judge.options[{app, zone}];
-    if (choice == 0) {
-      judge.SetThreshold(app, zone, value);
-      option.threshold = value < 60 || value > 100 ? 90 : value;
-    } else if (choice == 1) {
-      judge.SetCheckPeriod(app, zone, value);
-      option.check_period = value > 0 ? value : 10;
-    } else if (choice == 2) {
-      judge.SetCheckTimes(app, zone, value % 4);
-      option.check_times = value % 4 > 0 ? value % 4 : 3;
-    } else {
-      judge.SetRecheckAvailableInterval(app, zone, value);
-      option.recheck = value > 0 ? value : 60;
-    }
+    if (choice == 0) option.threshold = value < 60 || value > 100 ? 90 : value;
+    if (choice == 1) option.check_period = value > 0 ? value : 10;
+    if (choice == 2) option.check_times = value % 4 > 0 ? value % 4 : 3;
+    if (choice == 3) option.recheck = value > 0 ? value : 60;
   }
 
   void AskJudge(int app, int zone) {

@@ -69,8 +69,7 @@ class ChannelRun {
   }
 
   void Step(int choice) {
-    using Operation = void (ChannelRun::*)(int);
-    constexpr Operation OPERATIONS[] = {
+    constexpr void (ChannelRun::*OPERATIONS[])(int detail) = {
         &ChannelRun::AddServers, &ChannelRun::Send, &ChannelRun::Init,   &ChannelRun::SetNotice,
         &ChannelRun::Leave,      &ChannelRun::Send, &ChannelRun::Update, &ChannelRun::Update};
     const int operation = choice % 16;

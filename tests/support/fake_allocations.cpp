@@ -6,23 +6,23 @@
 
 using test::Allocations;
 
-void* Allocations::Allocate(size_t size, int64_t& before_failure) noexcept {
+static void* Allocate(size_t size, int64_t& before_failure) noexcept {
   if (before_failure-- == 0) {
-    has_failed = true;
+    Allocations::has_failed = true;
     return nullptr;
   }
-  ++count;
-  ++outstanding;
-  last_size = size;
+  ++Allocations::count;
+  ++Allocations::outstanding;
+  Allocations::last_size = size;
   return malloc(size);
 }
 
 void* operator new(size_t size) {
-  if (void* block = Allocations::Allocate(size, Allocations::before_throwing)) return block;
+  if (void* block = Allocate(size, Allocations::before_throwing)) return block;
   throw std::bad_alloc();
 }
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  return Allocations::Allocate(size, Allocations::before_null);
+  return Allocate(size, Allocations::before_null);
 }
 void* operator new[](size_t size) {
   return operator new(size);

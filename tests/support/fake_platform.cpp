@@ -61,11 +61,6 @@ ifaddrs* MakeInterfaceList(const std::vector<std::string>& texts) {
 
 }  // namespace
 
-int64_t clock_ms = 0;
-int64_t clock_reads = 0;
-std::optional<int64_t> wall_seconds;
-int wall_reads = 0;
-
 int NextDescriptor() {
   const int descriptor = dup(STDERR_FILENO);
   close(descriptor);

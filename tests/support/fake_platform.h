@@ -49,12 +49,12 @@ class FakePlatform {
 };
 
 // The clock behind GetCurrentMilliseconds, and how often it was read.
-extern int64_t clock_ms;
-extern int64_t clock_reads;
+inline int64_t clock_ms = 0;
+inline int64_t clock_reads = 0;
 
 // The seconds that gettimeofday gives while set.
-extern std::optional<int64_t> wall_seconds;
-extern int wall_reads;
+inline std::optional<int64_t> wall_seconds;
+inline int wall_reads = 0;
 
 // Counts calls of operator new and makes chosen ones fail, counted from 0. A non-throwing
 // allocation counts as such only.
@@ -68,8 +68,6 @@ struct Allocations {
     before_null = failing_nothrow;
     before_throwing = failing_throwing;
   }
-
-  static void* Allocate(size_t size, int64_t& before_failure) noexcept;
 
   static inline int64_t count = 0;        // since the last Restart
   static inline bool has_failed = false;  // whether a chosen one has been called since

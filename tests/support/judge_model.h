@@ -58,7 +58,7 @@ class JudgeModel {
     return 0;
   }
 
-  void Update(int app, int zone, const RegistryModel& registry) {
+  void Update(int app, int zone, RegistryModel& registry) {
     const long now = *wall_seconds;
     const auto [entry, is_new] = options.emplace(Pair(app, zone), Option());
     Option& option = entry->second;
@@ -95,25 +95,22 @@ class JudgeModel {
   void Evaluate(Status& status, const KorvainService::ACCESSSTATISTIC& access, int threshold) {
     const auto& counters = access.stAccessRunStatus;
     const Status old = status;
-    const Status all{old.bad, counters.dwRequestCountPerMin, counters.dwTimeoutCountPerMin,
+    const Status all{0, counters.dwRequestCountPerMin, counters.dwTimeoutCountPerMin,
                      counters.dwProxyReturnSystemErrCountPerMin, *wall_seconds};
     if (all.requests == old.requests && all.requests > 0) {
       KORVAIN_LOG_AS("Update", m_logger, INFO, "diff_request_count == 0, so skip it.");
       return;
     }
     status = all;
-    if (all.requests == 0) {
-      status.bad = 0;
-      return;
-    }
+    if (all.requests == 0) return;
     const bool has_grown =
         all.requests > old.requests && all.time_outs >= old.time_outs && all.errors >= old.errors;
     const Status base = has_grown ? old : Status();
     const long requests = all.requests - base.requests, errors = all.errors - base.errors;
     const long time_outs = all.time_outs - base.time_outs, sum = time_outs + errors;
     const long result = sum * 100 / requests;
-    status.bad = result < threshold ? 0 : old.bad + 1;
-    if (status.bad > 0) {
+    if (result >= threshold) {
+      status.bad = old.bad + 1;
       KORVAIN_LOG_AS("Update", m_logger, WARN,
                      "result: %ld is bigger than threshold: %d,  current unavailable_times: %ld",
                      result, threshold, status.bad);

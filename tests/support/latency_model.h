@@ -26,14 +26,12 @@ class LatencyModel {
       return KORVAIN_FAIL(KorvainService::API_ERR_PARAMETER_INVALID, new_logger, ERROR,
                           "timeout(%d)<=0 || limit(%d) <=0", new_timeout, new_limit);
     }
+    *this = LatencyModel();
     is_ready = true;
     app = new_app;
     timeout = new_timeout;
     limit = new_limit;
     logger = new_logger;
-    touched = full_count = unknown_count = 0;
-    released_ids.clear();
-    in_flight.clear();
     return 0;
   }
 

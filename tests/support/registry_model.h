@@ -7,7 +7,6 @@
 
 #include <cstring>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -42,16 +41,14 @@ class RegistryModel {
                   sizeof(KorvainService::MapAccessIndex));
     }
     OptionOf(app, zone);
-    std::unique_ptr<Record>& record = records[{app, zone}];
-    if (record == nullptr) {
-      record = std::make_unique<Record>();
-      KORVAIN_LOG(m_logger, DEBUG, "allocate memory for SERVICEAPISTATISTIC:100056");
-    }
-    record->iSetID = set;
-    record->iAppID = app;
-    record->iZoneID = zone;
-    SetText(record->stProcessInfo.szIP, "127.0.0.1");
-    record->stProcessInfo.iPid = getpid();
+    const auto [entry, is_new] = records.try_emplace({app, zone});
+    if (is_new) KORVAIN_LOG(m_logger, DEBUG, "allocate memory for SERVICEAPISTATISTIC:100056");
+    Record& record = entry->second;
+    record.iSetID = set;
+    record.iAppID = app;
+    record.iZoneID = zone;
+    SetText(record.stProcessInfo.szIP, "127.0.0.1");
+    record.stProcessInfo.iPid = getpid();
     return 0;
   }
 
@@ -60,9 +57,9 @@ class RegistryModel {
     return options.emplace(Pair(app, zone), fresh).first->second;
   }
 
-  Record* GetServiceApiStatistic(int app, int zone) const {
+  Record* GetServiceApiStatistic(int app, int zone) {
     const auto found = records.find({app, zone});
-    return found == records.end() ? nullptr : found->second.get();
+    return found == records.end() ? nullptr : &found->second;
   }
 
   int FindAccessIndex(int zone, int ip, int port) const {
@@ -112,9 +109,7 @@ class RegistryModel {
   }
 
   int AddTable(int app, int zone, const std::string& name) {
-    if (name.empty()) {
-      return KORVAIN_FAIL(-1811, m_logger, ERROR, "NULL == name || name is empty");
-    }
+    if (name.empty()) return KORVAIN_FAIL(-1811, m_logger, ERROR, "NULL == name || name is empty");
     Record* const record = GetServiceApiStatistic(app, zone);
     if (record == nullptr) return RefuseMissingRecord(__func__, FIND, app, zone);
     const int count = record->nTableCount;
@@ -164,7 +159,7 @@ class RegistryModel {
     }
   }
 
-  std::map<Pair, std::unique_ptr<Record>> records;
+  std::map<Pair, Record> records;
   std::map<Pair, Option> options;
   std::map<std::tuple<int, int, int>, int> index;  // zone, address, port
 
