@@ -181,7 +181,6 @@ class ChannelRun {
     FUZZ_CHECK(m_platform.errors == m_errors && m_platform.recverr_set == m_told);
     FUZZ_CHECK(test::NextDescriptor() == m_descriptor + (m_has_socket ? 1 : 0));
     FUZZ_CHECK(m_logger.is_debug_only && m_logger.is_place_sound);
-    m_logger.text.clear();
   }
 
   test::FakePlatform& m_platform;

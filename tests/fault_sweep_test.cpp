@@ -54,11 +54,8 @@ struct WholeService {
     return mgr.GetBusinessId(2, zone) == 9;
   }
 
-  bool StartTracking(int /*zone*/) {
-    return latency.Init(APP, 50, 10, nullptr) == 0 && latency.Count() == 0;
-  }
-
   bool TrackRequests(int zone) {
+    if (latency.Init(APP, 50, 10, nullptr) != 0) return false;
     const int answered = latency.PushBack(zone, clock_ms, 1, 80);
     const int withdrawn = latency.PushBack(zone, clock_ms, 2, 80);
     latency.PushBack(zone, clock_ms - 50, 3, 80);
@@ -134,9 +131,9 @@ class FaultSweepTest : public ::testing::TestWithParam<size_t> {
   // Returns how many steps have failed.
   static int DoSteps(WholeService& service, bool is_trying_again) {
     constexpr Step STEPS[] = {&WholeService::AddEntries,    &WholeService::SetNamesAndOptions,
-                              &WholeService::StartTracking, &WholeService::TrackRequests,
-                              &WholeService::SetUpJudge,    &WholeService::JudgeAccesses,
-                              &WholeService::MakeReport,    &WholeService::SendReport};
+                              &WholeService::TrackRequests, &WholeService::SetUpJudge,
+                              &WholeService::JudgeAccesses, &WholeService::MakeReport,
+                              &WholeService::SendReport};
     const auto has_succeeded = [&service](Step step, int zone) {
       try {
         return (service.*step)(zone);

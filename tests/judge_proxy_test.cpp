@@ -64,13 +64,12 @@ TEST(JudgeProxyKey, ComparesIdsAndTheKept127Characters) {
 
 TEST_F(JudgeProxyTest, ReportsAnEndpointOnceAfterThreeBadCycles) {
   judge.SetCheckTimes(APP, ZONE, 0);  // taken for 3
-  const int levels[] = {test::WARN, test::WARN, test::TRACE};
   for (uint32_t bad = 1; bad <= 3; ++bad) {
     Count(100 * bad, 50 * bad, 40 * bad);
     EXPECT_FALSE(judge.IsProxyUnavailable(APP, ZONE, "udp://0"));
     EXPECT_EQ(CycleAfter(11),
               "400 Update: result: 90 is bigger than threshold: 90,  current unavailable_times: " +
-                  std::to_string(bad) + '\n' + std::to_string(levels[bad - 1]) +
+                  std::to_string(bad) + (bad < 3 ? "\n400" : "\n800") +
                   " Update: sum:90, result:90, timeout count:50, proxy return system err count:40, "
                   "request count:100, url:0\n");
     EXPECT_EQ(BadCycles(), static_cast<int>(bad));
@@ -101,8 +100,7 @@ TEST_F(JudgeProxyTest, JudgesWhatIsNewInACycle) {
     Count(requests, time_outs, system_errors);
     const std::string lines = "none\n" + CycleAfter(11);
     EXPECT_EQ(BadCycles(), bad_cycles) << line;
-    const size_t last = lines.rfind('\n', lines.size() - 2) + 1;
-    EXPECT_EQ(lines.substr(last, line.size()), line);
+    EXPECT_EQ(lines.substr(lines.rfind('\n', lines.size() - 2) + 1, line.size()), line);
   }
   EXPECT_TRUE(judge.IsProxyUnavailable(APP, ZONE, "udp://0")) << "past the limit, too";
   EXPECT_EQ(BadCycles(), 0);
