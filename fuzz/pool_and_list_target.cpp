@@ -27,7 +27,8 @@ class PoolRun {
     FUZZ_CHECK((objslab_is_full(m_pool) != 0) == m_next_ids.empty());
     for (const auto& [id, content] : m_contents) {
       const auto* const memory = static_cast<const char*>(objslab_get(m_pool, id));
-      FUZZ_CHECK(memory && std::count(memory, memory + m_slot_size, content) == m_slot_size);
+      FUZZ_CHECK(memory != nullptr);
+      FUZZ_CHECK(std::count(memory, memory + m_slot_size, content) == m_slot_size);
     }
   }
 
@@ -81,6 +82,7 @@ class ListRun {
     const bool is_placed = is_free && IsIn(model, before);
     const int choice = input.Below(8);
     if (choice < 3 && (is_free || is_end)) {
+      if (is_free) node->pPrev = node->pNext = before;  // links as a pool leaves them
       FUZZ_CHECK(list.Insert(node) == is_free);
       if (is_free) model.push_back(node);
     } else if (choice == 3 && (is_free || is_end) && !IsIn(others, before)) {

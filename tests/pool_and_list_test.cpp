@@ -1,5 +1,4 @@
-#include "comm/objslab.h"
-
+// What random runs beside their models (in fuzz/) leave out of the pool and the list.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -7,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "comm/objslab.h"
+#include "net/bi_list.h"
 #include "support/fake_platform.h"
 
 namespace {
@@ -30,9 +31,7 @@ TEST_F(ObjSlabTest, RefusesBadArgumentsAndLeavesTheHandle) {
   test::Allocations::Restart(0);
   EXPECT_NE(objslab_new(&handle, 4, 8), 0) << "no memory";
   EXPECT_EQ(handle, before);
-}
 
-TEST_F(ObjSlabTest, ANullHandleHasNoSlots) {
   EXPECT_NE(objslab_is_full(nullptr), 0);
   EXPECT_EQ(objslab_alloc(nullptr), -1);
   EXPECT_EQ(objslab_get(nullptr, 0), nullptr);
@@ -81,6 +80,36 @@ TEST_F(ObjSlabTest, AnIdDiesWithItsUseFor16384Rounds) {
   EXPECT_EQ(objslab_get(slab, 131071), nullptr) << "not before it is handed out";
   EXPECT_EQ(objslab_alloc(slab), 131071);
   EXPECT_EQ(test::Allocations::count, 0) << "only a new pool is allocated";
+}
+
+struct BidirListTest : ::testing::Test {
+  BidirListTest() {
+    for (LIST_NODE* node : {&a, &b, &c}) list.Insert(node);
+  }
+
+  LIST_NODE a{}, b{}, c{}, unlinked{};
+  CBidirList list;
+};
+
+TEST_F(BidirListTest, RefusesWhatItCannotLinkOrUnlink) {
+  CBidirList other;
+  EXPECT_FALSE(other.Remove(&b)) << "empty list, node linked elsewhere";
+  EXPECT_FALSE(list.Insert(nullptr));
+  EXPECT_FALSE(list.Remove(nullptr));
+  EXPECT_FALSE(list.Insert_Before(nullptr, &b));
+  EXPECT_FALSE(list.Insert_Before(&unlinked, nullptr));
+  EXPECT_FALSE(list.Insert_Before(&b, &b));
+  EXPECT_EQ(list.Count(), 3u);
+  other.Insert(&unlinked);
+  for (LIST_NODE* node : {&a, &c}) EXPECT_FALSE(other.Remove(node)) << "end of another list";
+}
+
+TEST_F(BidirListTest, ForgottenNodesAreNotTouched) {
+  list.Merge(list);
+  EXPECT_EQ(list.Count(), 3u);
+  list.Reset();
+  EXPECT_TRUE(list.IsEmpty());
+  EXPECT_EQ(b.pPrev, &a);
 }
 
 }  // namespace
