@@ -39,12 +39,11 @@ class Input {
   Number Any() {
     constexpr int64_t EDGES[] = {0,   1,   -1,  2,     255,   256,      257,
                                  127, 128, 999, 32767, 65536, 71582788, 71582789};
-    constexpr Number LIMITS[] = {std::numeric_limits<Number>::min(),
-                                 std::numeric_limits<Number>::max()};
+    using Limits = std::numeric_limits<Number>;
     const int choice = Byte();
     const auto edge = static_cast<size_t>(choice / 2);
     if (choice % 2 == 0 && edge < std::size(EDGES)) return static_cast<Number>(EDGES[edge]);
-    if (choice % 2 == 0) return LIMITS[edge % 2];
+    if (choice % 2 == 0) return edge % 2 == 0 ? Limits::min() : Limits::max();
     uint64_t bits = 0;
     for (size_t i = 0; i < sizeof(Number); ++i) bits = bits << 8 | static_cast<uint64_t>(Byte());
     return static_cast<Number>(bits);

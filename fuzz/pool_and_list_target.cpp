@@ -82,6 +82,7 @@ class ListRun {
     const bool is_placed = is_free && IsIn(model, before);
     const int choice = input.Below(8);
     if (choice < 3 && (is_free || is_end)) {
+      if (is_free) node->pPrev = node->pNext = before;  // links as a pool leaves them
       FUZZ_CHECK(list.Insert(node) == is_free);
       if (is_free) model.push_back(node);
     } else if (choice == 3 && (is_free || is_end) && !IsIn(others, before)) {

@@ -54,11 +54,8 @@ struct WholeService {
     return mgr.GetBusinessId(2, zone) == 9;
   }
 
-  bool StartTracking(int /*zone*/) {
-    return latency.Init(APP, 50, 10, nullptr) == 0 && latency.Count() == 0;
-  }
-
   bool TrackRequests(int zone) {
+    if (latency.Init(APP, 50, 10, nullptr) != 0) return false;
     const int answered = latency.PushBack(zone, clock_ms, 1, 80);
     const int withdrawn = latency.PushBack(zone, clock_ms, 2, 80);
     latency.PushBack(zone, clock_ms - 50, 3, 80);
@@ -134,9 +131,9 @@ class FaultSweepTest : public ::testing::TestWithParam<size_t> {
   // Returns how many steps have failed.
   static int DoSteps(WholeService& service, bool is_trying_again) {
     constexpr Step STEPS[] = {&WholeService::AddEntries,    &WholeService::SetNamesAndOptions,
-                              &WholeService::StartTracking, &WholeService::TrackRequests,
-                              &WholeService::SetUpJudge,    &WholeService::JudgeAccesses,
-                              &WholeService::MakeReport,    &WholeService::SendReport};
+                              &WholeService::TrackRequests, &WholeService::SetUpJudge,
+                              &WholeService::JudgeAccesses, &WholeService::MakeReport,
+                              &WholeService::SendReport};
     const auto has_succeeded = [&service](Step step, int zone) {
       try {
         return (service.*step)(zone);
@@ -174,8 +171,7 @@ class FaultSweepTest : public ::testing::TestWithParam<size_t> {
       Allocations::Restart(is_throwing ? -1 : nth, is_throwing ? nth : -1);
     }
     const int steps_failed = DoSteps(service, is_trying_again);
-    const bool has_failed =
-        is_call ? platform.errors[GetParam()].empty() : Allocations::HasFailed();
+    const bool has_failed = is_call ? platform.errors[GetParam()].empty() : Allocations::has_failed;
     Allocations::Restart();
     EXPECT_LE(steps_failed, has_failed ? 1 : 0);
     EXPECT_EQ(platform.interface_lists_open, 0);
@@ -191,13 +187,13 @@ class FaultSweepTest : public ::testing::TestWithParam<size_t> {
     int nth = 0;
     for (bool has_failed = true; has_failed; ++nth) {
       const int descriptor = test::NextDescriptor();
-      const int64_t outstanding = Allocations::Outstanding();
+      const int64_t outstanding = Allocations::outstanding;
       {
         Reports reports;
         has_failed = Run(nth, is_trying_again, reports);
         EXPECT_TRUE(!is_trying_again || reports == expected) << nth;
       }
-      EXPECT_EQ(Allocations::Outstanding(), outstanding) << nth;
+      EXPECT_EQ(Allocations::outstanding, outstanding) << nth;
       EXPECT_EQ(test::NextDescriptor(), descriptor) << nth;
     }
     EXPECT_GT(nth, 1) << "the run must have met the fault";

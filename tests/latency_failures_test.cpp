@@ -62,7 +62,7 @@ struct Scene {
     EXPECT_EQ(Push(), 0);
     first_node = static_cast<LIST_NODE*>(last_memory);
     PushWhereNodesAreFull();
-    logger.Take();
+    logger.TakeText();
   }
 
   // Long ago, and so timed out.

@@ -123,22 +123,16 @@ TEST_F(UDPClientMgrTest, SaysWhatItNotices) {
             "url=udp://10.0.0.1:2, errno=92, errstr=Protocol not available\n");
 }
 
-// Opens a socket on the loopback interface and gives its URL.
-int Listen(std::string& url) {
-  const int sock = socket(AF_INET, SOCK_DGRAM, 0);
+TEST_F(UDPClientMgrTest, LeavesAServerThatIsKilled) {
+  const int first_sock = socket(AF_INET, SOCK_DGRAM, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t length = sizeof(address);
-  EXPECT_EQ(bind(sock, reinterpret_cast<sockaddr*>(&address), length), 0);
-  getsockname(sock, reinterpret_cast<sockaddr*>(&address), &length);
-  url = "udp://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-  return sock;
-}
-
-TEST_F(UDPClientMgrTest, LeavesAServerThatIsKilled) {
-  std::string first, second;
-  const int first_sock = Listen(first), second_sock = Listen(second);
+  ASSERT_EQ(bind(first_sock, reinterpret_cast<sockaddr*>(&address), length), 0);
+  getsockname(first_sock, reinterpret_cast<sockaddr*>(&address), &length);
+  const std::string port = std::to_string(ntohs(address.sin_port));
+  const std::string first = "udp://127.0.0.1:" + port, second = "udp://127.0.0.2:" + port;
   platform.is_sending_faked = false;
   mgr.SetNoticeUnreachable(true);
   Add({first, second});
@@ -153,14 +147,8 @@ TEST_F(UDPClientMgrTest, LeavesAServerThatIsKilled) {
   EXPECT_EQ(mgr.Send("b", 1), 0) << "the one that is lost";
   mgr.Update();
   EXPECT_EQ(mgr.GetCurrentUrl(), second);
-  close(second_sock);
-  EXPECT_EQ(mgr.Send("c", 1), 0);
+  EXPECT_EQ(mgr.Send("c", 1), 0) << "where nobody listens";
   EXPECT_EQ(mgr.Send("d", 1), GEN_ERR_ERR) << "a Send may be the first to be told";
-
-  mgr.Update();
-  EXPECT_EQ(mgr.Send("e", 1), 0);
-  mgr.SetNoticeUnreachable(false);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(mgr.Send("f", 1), 0) << "no longer noticed";
 }
 
 }  // namespace

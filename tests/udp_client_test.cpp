@@ -80,8 +80,7 @@ TEST_F(UDPClientTest, SaysWhichCallFailed) {
                 std::to_string(descriptor) + "\n");
   EXPECT_EQ(client.Send("abc", 3), 0) << "a failed send does not close";
   platform.errors[test::PENDING] = {ECONNREFUSED};
-  EXPECT_EQ(client.TakePendingError(), 0);
-  EXPECT_EQ(platform.errors[test::PENDING].size(), 1u) << "not asked for, as nothing is noticed";
+  EXPECT_EQ(client.TakePendingError(), 0) << "as nothing is noticed";
 }
 
 TEST_F(UDPClientTest, SendsWhatIPv4Carries) {

@@ -6,44 +6,40 @@
 
 using test::Allocations;
 
-void* Allocations::Allocate(size_t size, bool is_throwing) noexcept {
-  if ((is_throwing ? throwing_before_failure : nothrow_before_failure)-- == 0) {
-    has_failed = true;
+static void* Allocate(size_t size, int64_t& before_failure) noexcept {
+  if (before_failure-- == 0) {
+    Allocations::has_failed = true;
     return nullptr;
   }
-  ++count;
-  ++outstanding;
-  last_size = size;
+  ++Allocations::count;
+  ++Allocations::outstanding;
+  Allocations::last_size = size;
   return malloc(size);
 }
 
-void Allocations::Deallocate(void* block) noexcept {
-  if (block != nullptr) --outstanding;
-  free(block);
-}
-
 void* operator new(size_t size) {
-  if (void* block = Allocations::Allocate(size, true)) return block;
+  if (void* block = Allocate(size, Allocations::before_throwing)) return block;
   throw std::bad_alloc();
 }
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  return Allocations::Allocate(size, false);
+  return Allocate(size, Allocations::before_null);
 }
 void* operator new[](size_t size) {
   return operator new(size);
 }
 void operator delete(void* block) noexcept {
-  Allocations::Deallocate(block);
+  if (block != nullptr) --Allocations::outstanding;
+  free(block);
 }
 void operator delete(void* block, size_t) noexcept {
-  Allocations::Deallocate(block);
+  operator delete(block);
 }
 void operator delete(void* block, const std::nothrow_t&) noexcept {
-  Allocations::Deallocate(block);
+  operator delete(block);
 }
 void operator delete[](void* block) noexcept {
-  Allocations::Deallocate(block);
+  operator delete(block);
 }
 void operator delete[](void* block, size_t) noexcept {
-  Allocations::Deallocate(block);
+  operator delete(block);
 }

@@ -52,22 +52,14 @@ ifaddrs* MakeInterfaceList(const std::vector<std::string>& texts) {
     if (i > 0) entries[i - 1].head.ifa_next = &head;
     if (texts[i].empty()) continue;
     head.ifa_addr = &address.any;
-    address.any.sa_family = texts[i] == "packet" ? AF_PACKET : AF_INET;
-    if (inet_pton(AF_INET6, texts[i].c_str(), &address.v6.sin6_addr) == 1) {
-      address.any.sa_family = AF_INET6;
-    } else {
-      inet_pton(AF_INET, texts[i].c_str(), &address.v4.sin_addr);
-    }
+    const bool is_v6 = inet_pton(AF_INET6, texts[i].c_str(), &address.v6.sin6_addr) == 1;
+    if (!is_v6) inet_pton(AF_INET, texts[i].c_str(), &address.v4.sin_addr);
+    address.any.sa_family = is_v6 ? AF_INET6 : texts[i] == "packet" ? AF_PACKET : AF_INET;
   }
   return &entries->head;
 }
 
 }  // namespace
-
-int64_t clock_ms = 0;
-int64_t clock_reads = 0;
-std::optional<int64_t> wall_seconds;
-int wall_reads = 0;
 
 int NextDescriptor() {
   const int descriptor = dup(STDERR_FILENO);
@@ -117,7 +109,7 @@ int getsockopt(int fd, int level, int option, void* __restrict value,
 }
 
 int getifaddrs(ifaddrs** list) noexcept {
-  if (active != nullptr && (active->is_getifaddrs_failing || NextError(GETIFADDRS) != 0)) return -1;
+  if (NextError(GETIFADDRS) != 0) return -1;
   if (active == nullptr || !active->interfaces) return Real(getifaddrs, "getifaddrs")(list);
   *list = MakeInterfaceList(*active->interfaces);
   ++active->interface_lists_open;

@@ -40,7 +40,6 @@ class FakePlatform {
   // Interface addresses as text; "" is an entry without address, "packet" one of another family,
   // "unnameable" one that getnameinfo refuses.
   std::optional<std::vector<std::string>> interfaces;
-  bool is_getifaddrs_failing = false;
   int interface_lists_open = 0;
 
   std::vector<SentDatagram> sent;
@@ -50,40 +49,31 @@ class FakePlatform {
 };
 
 // The clock behind GetCurrentMilliseconds, and how often it was read.
-extern int64_t clock_ms;
-extern int64_t clock_reads;
+inline int64_t clock_ms = 0;
+inline int64_t clock_reads = 0;
 
 // The seconds that gettimeofday gives while set.
-extern std::optional<int64_t> wall_seconds;
-extern int wall_reads;
+inline std::optional<int64_t> wall_seconds;
+inline int wall_reads = 0;
 
 // Counts calls of operator new and makes chosen ones fail, counted from 0. A non-throwing
 // allocation counts as such only.
-class Allocations {
- public:
+struct Allocations {
   Allocations() { Restart(); }
   ~Allocations() { Restart(); }
 
   static void Restart(int64_t failing_nothrow = -1, int64_t failing_throwing = -1) {
     count = 0;
     has_failed = false;
-    nothrow_before_failure = failing_nothrow;
-    throwing_before_failure = failing_throwing;
+    before_null = failing_nothrow;
+    before_throwing = failing_throwing;
   }
 
-  static int64_t Count() { return count; }        // since the last Restart
-  static bool HasFailed() { return has_failed; }  // whether a chosen one has been called since
-  static int64_t Outstanding() { return outstanding; }  // blocks not yet freed, in all
-  static size_t LastSize() { return last_size; }        // of the last block allocated
-
-  static void* Allocate(size_t size, bool is_throwing) noexcept;
-  static void Deallocate(void* block) noexcept;
-
- private:
-  static inline int64_t count = 0, outstanding = 0;
-  static inline size_t last_size = 0;
-  static inline bool has_failed = false;
-  static inline int64_t nothrow_before_failure = -1, throwing_before_failure = -1;
+  static inline int64_t count = 0;        // since the last Restart
+  static inline bool has_failed = false;  // whether a chosen one has been called since
+  static inline int64_t outstanding = 0;  // blocks not yet freed, in all
+  static inline size_t last_size = 0;     // of the last block allocated
+  static inline int64_t before_null = -1, before_throwing = -1;  // calls before the chosen ones
 };
 
 // The lowest number of a descriptor that is free: the next socket has it, one that is lost raises

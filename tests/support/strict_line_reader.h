@@ -5,6 +5,8 @@
 
 #include <charconv>
 #include <cstdint>
+#include <cwchar>
+#include <locale>
 #include <map>
 #include <optional>
 #include <string>
@@ -23,18 +25,12 @@ inline bool IsControl(char c) {
 
 // Bytes of the UTF-8 character that `text` begins with; 0 when it begins with none.
 inline size_t Utf8Size(std::string_view text) {
-  constexpr uint32_t LEAST[] = {0, 0, 0x80, 0x800, 0x10000};
-  const auto byte = [text](size_t i) -> uint32_t { return static_cast<unsigned char>(text[i]); };
-  if (text.empty() || byte(0) < 0x80) return text.empty() ? 0 : 1;
-  const size_t size = byte(0) >> 5 == 6 ? 2 : byte(0) >> 4 == 14 ? 3 : byte(0) >> 3 == 30 ? 4 : 0;
-  if (size == 0 || size > text.size()) return 0;
-  uint32_t point = byte(0) & (0x7Fu >> size);
-  for (size_t i = 1; i < size; ++i) {
-    if (byte(i) >> 6 != 2) return 0;
-    point = point << 6 | (byte(i) & 0x3F);
-  }
-  const bool is_surrogate = point >> 11 == 0x1B;
-  return point < LEAST[size] || point > 0x10FFFF || is_surrogate ? 0 : size;
+  const bool is_surrogate = text.size() > 1 && text[0] == '\xED' && text[1] >= '\xA0';
+  if (is_surrogate) return 0;  // some standard libraries take it
+  using Utf8 = std::codecvt<char32_t, char, std::mbstate_t>;
+  const auto& utf8 = std::use_facet<Utf8>(std::locale::classic());
+  std::mbstate_t state{};
+  return static_cast<size_t>(utf8.length(state, text.data(), text.data() + text.size(), 1));
 }
 
 class StrictLineReader {
@@ -43,16 +39,12 @@ class StrictLineReader {
 
   // The line comes without its line end.
   std::optional<ReadLine> Read() {
-    if (!TakeText(NAME_ENDS, m_line["_measurement"])) return std::nullopt;
-    while (Take(',')) {
-      if (!TakeTagOrField(true)) return std::nullopt;
-    }
-    if (!Take(' ')) return std::nullopt;
-    do {
-      if (!TakeTagOrField(false)) return std::nullopt;
-    } while (Take(','));
-    if (Take(' ') && !TakeInteger(m_line["_time"])) return std::nullopt;
-    return m_rest.empty() ? std::optional(m_line) : std::nullopt;
+    bool is_good = TakeText(NAME_ENDS, m_line["_measurement"]);
+    while (is_good && Take(',')) is_good = TakeTagOrField(true);
+    is_good = is_good && Take(' ') && TakeTagOrField(false);
+    while (is_good && Take(',')) is_good = TakeTagOrField(false);
+    if (is_good && Take(' ')) is_good = TakeInteger(m_line["_time"]);
+    return is_good && m_rest.empty() ? std::optional(m_line) : std::nullopt;
   }
 
  private:

@@ -1,9 +1,11 @@
-#include "service_api/access_index.h"
-
+// The tables of accesses and of pairs, and the hashes of their keys.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <set>
 
+#include "service_api/access_index.h"
+#include "service_api/detail/probe_table.h"
 #include "service_api/statistic_mgr.h"
 #include "support/fake_platform.h"
 
@@ -39,6 +41,22 @@ TEST(StatisticKey, IsSpreadWhicheverBitsDiffer) {
   }
 }
 
+TEST(ProbeTable, GrowsForMoreButNotForOtherEntries) {
+  detail::ProbeTable<int, int, std::hash<int>, -1> table;
+  const test::Allocations allocations;
+  for (int key = 0; key < 256; ++key) EXPECT_TRUE(table.Insert(key, key));
+  EXPECT_EQ(test::Allocations::count, 6) << "from 16 slots to 512, which are half full then";
+  for (int key = 256; key < 4736; ++key) {
+    EXPECT_TRUE(table.Erase(key - 256));
+    EXPECT_TRUE(table.Insert(key, key));
+    EXPECT_FALSE(table.Insert(key, 0));
+  }
+  EXPECT_EQ(test::Allocations::count, 6);
+  int sum = 0;  // the last key stands behind the end of the array
+  table.ForEachValue([&sum](int value) { sum += value; });
+  EXPECT_EQ(sum, 256 * (4480 + 4735) / 2);
+}
+
 TEST(MapAccessIndex, UsesWhatWasClearedAgain) {
   MapAccessIndex index;
   EXPECT_EQ(index.Insert(5, 77, 9000, 3), 0);
@@ -48,7 +66,7 @@ TEST(MapAccessIndex, UsesWhatWasClearedAgain) {
     EXPECT_EQ(index.Insert(5, 78, 9000, round), 0);
     index.Clear(5);
   }
-  EXPECT_EQ(test::Allocations::Count(), 0);
+  EXPECT_EQ(test::Allocations::count, 0);
 }
 
 }  // namespace

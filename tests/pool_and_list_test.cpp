@@ -1,5 +1,4 @@
-#include "comm/objslab.h"
-
+// What random runs beside their models (in fuzz/) leave out of the pool and the list.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -7,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "comm/objslab.h"
+#include "net/bi_list.h"
 #include "support/fake_platform.h"
 
 namespace {
@@ -30,9 +31,7 @@ TEST_F(ObjSlabTest, RefusesBadArgumentsAndLeavesTheHandle) {
   test::Allocations::Restart(0);
   EXPECT_NE(objslab_new(&handle, 4, 8), 0) << "no memory";
   EXPECT_EQ(handle, before);
-}
 
-TEST_F(ObjSlabTest, ANullHandleHasNoSlots) {
   EXPECT_NE(objslab_is_full(nullptr), 0);
   EXPECT_EQ(objslab_alloc(nullptr), -1);
   EXPECT_EQ(objslab_get(nullptr, 0), nullptr);
@@ -47,7 +46,7 @@ TEST_F(ObjSlabTest, HandsOutEverySlotOnceAlignedAndApart) {
        Shapes{{1, 1}, {3, 12}, {3, 13}, {100, 16}, {131072, 17}, {2, 1 << 22}}) {
     SCOPED_TRACE(size);
     ASSERT_EQ(objslab_new(&slab, count, size), 0);
-    EXPECT_EQ(objslab_get_size(slab), test::Allocations::LastSize());
+    EXPECT_EQ(objslab_get_size(slab), test::Allocations::last_size);
     const size_t slot_and_id_size = (size + 15) / 16 * 16 + 4;
     EXPECT_LE(objslab_get_size(slab), static_cast<size_t>(count) * slot_and_id_size + 64);
     for (int id = 0; id < count; ++id) {
@@ -80,7 +79,37 @@ TEST_F(ObjSlabTest, AnIdDiesWithItsUseFor16384Rounds) {
   EXPECT_EQ(objslab_free(slab, INT32_MAX), 0);
   EXPECT_EQ(objslab_get(slab, 131071), nullptr) << "not before it is handed out";
   EXPECT_EQ(objslab_alloc(slab), 131071);
-  EXPECT_EQ(test::Allocations::Count(), 0) << "only a new pool is allocated";
+  EXPECT_EQ(test::Allocations::count, 0) << "only a new pool is allocated";
+}
+
+struct BidirListTest : ::testing::Test {
+  BidirListTest() {
+    for (LIST_NODE* node : {&a, &b, &c}) list.Insert(node);
+  }
+
+  LIST_NODE a{}, b{}, c{}, unlinked{};
+  CBidirList list;
+};
+
+TEST_F(BidirListTest, RefusesWhatItCannotLinkOrUnlink) {
+  CBidirList other;
+  EXPECT_FALSE(other.Remove(&b)) << "empty list, node linked elsewhere";
+  EXPECT_FALSE(list.Insert(nullptr));
+  EXPECT_FALSE(list.Remove(nullptr));
+  EXPECT_FALSE(list.Insert_Before(nullptr, &b));
+  EXPECT_FALSE(list.Insert_Before(&unlinked, nullptr));
+  EXPECT_FALSE(list.Insert_Before(&b, &b));
+  EXPECT_EQ(list.Count(), 3u);
+  other.Insert(&unlinked);
+  for (LIST_NODE* node : {&a, &c}) EXPECT_FALSE(other.Remove(node)) << "end of another list";
+}
+
+TEST_F(BidirListTest, ForgottenNodesAreNotTouched) {
+  list.Merge(list);
+  EXPECT_EQ(list.Count(), 3u);
+  list.Reset();
+  EXPECT_TRUE(list.IsEmpty());
+  EXPECT_EQ(b.pPrev, &a);
 }
 
 }  // namespace
