@@ -14,7 +14,8 @@
 // anything; those of one given to Remove, or to be linked before, are followed and must be null or
 // lead to nodes. What is refused is what a look at a node and its neighbours shows: Insert of a
 // node that stands in the middle of a list, or Remove of another list's node from its middle, or
-// Insert_Before of one, passes and damages both lists. The list touches no node when it is destroyed. Not thread-safe.
+// Insert_Before of one, passes and damages both lists. The list touches no node when it is
+// destroyed. Not thread-safe.
 #ifndef KORVAIN_NET_BI_LIST_H_
 #define KORVAIN_NET_BI_LIST_H_
 
