@@ -35,7 +35,7 @@ struct LoadOptions {
   int tables = 8;
   int accesses = 16;
   size_t datagram_size = 1400;
-  size_t datagrams_per_ms = 8;
+  size_t datagrams_per_ms = DatagramQueue::USUAL_PACE;
 };
 
 void AddOptions(CLI::App& app, LoadOptions& options) {

@@ -10,12 +10,11 @@ using namespace KorvainService;
 namespace {
 
 constexpr size_t DATAGRAM_SIZE = 1400;  // fits an Ethernet frame
-constexpr size_t DATAGRAMS_PER_MS = 8;
 
 }  // namespace
 
 CollectChannel::CollectChannel(const HostOptions& options, Logger& logger, Console& console)
-    : m_urls(options.collect_urls), m_console(console), m_queue(DATAGRAMS_PER_MS) {
+    : m_urls(options.collect_urls), m_console(console) {
   std::vector<const char*> texts;
   for (const std::string& url : m_urls) texts.push_back(url.c_str());
   m_channel.Init(&logger);

@@ -23,8 +23,10 @@ class DatagramQueue {
   using Done = std::function<void(bool is_handed_over)>;
 
   static constexpr size_t MOST_WAITING = 20000;  // datagrams
+  static constexpr size_t USUAL_PACE = 4;        // datagrams a millisecond
 
-  explicit DatagramQueue(size_t per_millisecond) : m_per_millisecond(per_millisecond) {}
+  explicit DatagramQueue(size_t per_millisecond = USUAL_PACE)
+      : m_per_millisecond(per_millisecond) {}
 
   // `done` learns whether all of the report was sent, after the last of it was tried: at once when
   // it does not fit into the queue any more, which then takes nothing of it.

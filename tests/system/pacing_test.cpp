@@ -54,14 +54,14 @@ int64_t PlayBurst(size_t per_millisecond) {
   for (int ms = 0; !queue.IsEmpty(); ++ms) {
     queue.SendDue(TimePoint(std::chrono::milliseconds(ms)),
                   [&](auto datagram) { return sender.Send(datagram, to); });
-    if (ms % TURN_MS == 0) received += TakeLines(receiver, 8 * TURN_MS);
+    if (ms % TURN_MS == 0) received += TakeLines(receiver, DatagramQueue::USUAL_PACE * TURN_MS);
   }
   EXPECT_EQ(handed_over, ZONES) << "no Send tells of a loss";
   return received + TakeLines(receiver, UNPACED);
 }
 
 TEST(PacingTest, PacedBurstArrivesWhereUnpacedOneIsLost) {
-  EXPECT_EQ(PlayBurst(8), LINES);
+  EXPECT_EQ(PlayBurst(DatagramQueue::USUAL_PACE), LINES);
   EXPECT_LT(PlayBurst(UNPACED), LINES / 2);
 }
 
