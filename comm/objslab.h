@@ -5,8 +5,8 @@
 // as many slots as were ever in use at once; a slot given back last is handed out first.
 //
 // An id carries a generation beside the slot: it names its slot until that is given back, and then
-// names nothing until the same slot has been handed out 16384 times more. The first round of a pool
-// of N slots hands out the ids 0 to N-1; ids are never negative.
+// names nothing until the same slot has been handed out 16384 times more. A slot that is handed out
+// for the first time has an id from 0 to N-1 in a pool of N slots; ids are never negative.
 //
 // Slots are raw memory, aligned for any scalar type; their contents are not cleared. Not
 // thread-safe. A null handle stands for a pool without slots.

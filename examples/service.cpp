@@ -3,8 +3,7 @@
 //   service COLLECT_URL PROXY_URL...        such as udp://127.0.0.1:9100 udp://127.0.0.1:9000
 //
 // sends requests to the proxies in turn, and reports every minute and when it is interrupted. A
-// request is "KVRQ" and its id in network byte order; its response "KVRS" and id, "KVRE" on
-// failure.
+// request is "KVRQ" and its id in network byte order; a response "KVRS", on failure "KVRE", and id.
 #include <arpa/inet.h>
 #include <line_protocol/report_packer.h>
 #include <poll.h>
@@ -53,7 +52,6 @@ class Service {
       ++m_failed;  // here a request of the application fails
     });
     JudgeProxies(now_ms);
-    m_channel.Update();
     if (m_statistic.IsShouldReportStatisticNow(APP, ZONE, now_ms / 1000)) Report(now_ms / 1000);
   }
 
@@ -68,8 +66,10 @@ class Service {
       add("bad_cycles", m_judge.GetUnavailableTimes(APP, ZONE, url));
     };
     const std::string text = PackReport(*m_statistic.GetServiceApiStatistic(APP, ZONE), settings);
-    for (const std::string_view datagram : SplitIntoDatagrams(text, 1400).datagrams)
+    for (const std::string_view datagram : SplitIntoDatagrams(text, 1400).datagrams) {
+      m_channel.Update();  // so that a server that has gone costs one datagram
       m_channel.Send(datagram.data(), static_cast<int>(datagram.size()));
+    }
     std::printf("%d requests failed so far, %d in flight\n", m_failed, m_latency.Count());
     m_statistic.SetLastReportTime(APP, ZONE, now_s);
     m_statistic.Reset(APP, ZONE);  // and so RegisterAccesses comes next
@@ -103,7 +103,7 @@ class Service {
     }
     ++record.stOverallRunStatus.dwRequestCountPerMin;
     if (m_table >= 0) ++record.astTableStatistic[m_table].stTableRunStatus.dwRequestCountPerMin;
-    ACCESSRUNSTATUS* const access = m_statistic.GetAccessRunStatus(record, ip, port);
+    auto* const access = m_statistic.GetAccessRunStatus(record, ip, port);
     if (access != nullptr) ++access->dwRequestCountPerMin;
   }
 
@@ -114,8 +114,7 @@ class Service {
     const LatencyData* const request = m_latency.Find(id);
     if (request == nullptr) return true;  // the response is late
     ++record.stOverallRunStatus.dwResponseCountPerMin;
-    ACCESSRUNSTATUS* const access =
-        m_statistic.GetAccessRunStatus(record, request->ip, request->port);
+    auto* const access = m_statistic.GetAccessRunStatus(record, request->ip, request->port);
     if (access != nullptr && words[0] != htonl(0x4B565253))
       ++access->dwProxyReturnSystemErrCountPerMin;
     m_latency.CalculateDelay(id, GetCurrentMilliseconds(), &m_statistic);

@@ -2,8 +2,10 @@
 // Telegraf take over UDP, and the division of that text into datagrams:
 //
 //   const std::string text = PackReport(record, settings);
-//   for (const std::string_view datagram : SplitIntoDatagrams(text, 1400).datagrams)
+//   for (const std::string_view datagram : SplitIntoDatagrams(text, 1400).datagrams) {
+//     channel.Update();  // so that a server that has gone costs one datagram
 //     channel.Send(datagram.data(), static_cast<int>(datagram.size()));
+//   }
 //
 // The functions keep nothing between calls, so threads may call them at once; nobody may write to
 // the record meanwhile.
@@ -71,7 +73,8 @@ struct ReportSettings {
   const char* zone_name = nullptr;
 
   // Names the process among those that report the same. Null or empty: host address and process
-  // id, as in 10.0.0.1-4711, so that each restart begins new series.
+  // id, as in 10.0.0.1-4711 (4711 where the record has no address), so that each restart begins new
+  // series.
   const char* instance = nullptr;
 
   // Seconds that the record covers: from the last report to the time given to CalculateAverage.
@@ -107,7 +110,8 @@ struct DatagramSplit {
 // counts as that. The datagrams are views into the text and live as long as it does.
 //
 // 1400 passes common networks unfragmented. It takes the overall line with 511 characters of user
-// text and 200 of names, where a double quote or backslash counts twice.
+// text and 200 of names, where a double quote or backslash counts twice. With short names a line
+// has 300 to 600 bytes.
 DatagramSplit SplitIntoDatagrams(std::string_view text, size_t max_size);
 DatagramSplit SplitIntoDatagrams(const std::string&& text, size_t max_size) = delete;
 

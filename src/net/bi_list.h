@@ -12,9 +12,9 @@
 //
 // A node is in at most one list at a time. The links of a node that is to be linked may hold
 // anything; those of one given to Remove, or to be linked before, are followed and must be null or
-// lead to nodes. What is refused is what a look at a node and its neighbours shows: Insert of a
-// node that stands in the middle of a list, or Remove of another list's node from its middle, or
-// Insert_Before of one, passes and damages both lists. The list touches no node when it is
+// lead to nodes. Refused is only what a look at a node and its neighbours shows. So Insert of a
+// node that stands in the middle of a list passes and damages both lists, and so does Remove of
+// another list's node from its middle, or Insert_Before of one. The list touches no node when it is
 // destroyed. Not thread-safe.
 #ifndef KORVAIN_NET_BI_LIST_H_
 #define KORVAIN_NET_BI_LIST_H_

@@ -65,9 +65,12 @@ using JudgeProxyHashMap =
 using JudgeProxyOptionHashMap = std::unordered_map<int64_t, JudgeProxyOption>;
 
 // Update runs a check cycle per application and zone once more than a check period has passed. In
-// it each access whose share of time-outs and proxy system errors among its new requests reaches
-// the threshold gets one bad cycle more, and one below the threshold starts again at none.
-// IsProxyUnavailable reports an endpoint that has collected `check_times` bad cycles.
+// it each access whose new time-outs and proxy system errors, in percent of its new requests, reach
+// the threshold gets one bad cycle more, and one below the threshold starts again at none. New is
+// what was counted since the access's last evaluation. A time-out belongs to a request that may
+// have been counted earlier, so more than 100 percent is possible; and a cycle that finds no new
+// request evaluates nothing, but leaves new time-outs to the next. IsProxyUnavailable reports an
+// endpoint that has collected `check_times` bad cycles.
 //
 // URLs are given as they are given to AddAccess: the first six characters, the scheme prefix, are
 // skipped unseen, and the next 127 count. A URL shorter than six characters stands for the empty
@@ -75,8 +78,11 @@ using JudgeProxyOptionHashMap = std::unordered_map<int64_t, JudgeProxyOption>;
 // has put behind GetCurrentMilliseconds.
 //
 // Choose a check period well below the report period: a report empties the counters, and a cycle
-// right after one judges the very few requests since. An access without any request by then starts
-// again at no bad cycle.
+// right after one judges the very few requests since. An access that has none in such a cycle
+// starts again at no bad cycle.
+//
+// Logged are a bad cycle at WARN, each evaluation with its numbers at TRACE, WARN or ERROR by the
+// number of bad cycles, a cycle without new requests and a reset at INFO, a null URL at ERROR.
 //
 // Endpoints are trusted, as in the access index: thousands with URLs made to collide would be slow.
 //
@@ -115,8 +121,8 @@ class JudgeProxy {
   // again.
   int GetUnavailableTimes(int app_id, int zone_id, const char* url) const;
 
-  // Lets the endpoint start again at no bad cycle. Returns 0, -1 for a null URL, -2 for an endpoint
-  // never evaluated.
+  // Lets the endpoint start again at no bad cycle. What was counted since its last evaluation is
+  // still new to the next. Returns 0, -1 for a null URL, -2 for an endpoint never evaluated.
   int ResetJudgeProxyStatus(int app_id, int zone_id, const char* url);
 
   // To be called over and over for each pair; most calls only read the clock. The first call for a
@@ -124,9 +130,10 @@ class JudgeProxy {
   // Every 300 seconds a cycle also drops all endpoints, of every pair, not evaluated for 300
   // seconds.
   //
-  // A cycle that finds lower counters than the last one, as after a report, judges what the record
-  // has counted since. An access that has counted no request since a report goes back to no bad
-  // cycle; one without new requests since the last cycle stays as it is.
+  // A cycle that finds a lower counter than the last one, as after a report, judges what the record
+  // has counted since. (Where every counter has passed its former value again by then, the report
+  // goes unseen and the difference is judged.) An access that has counted no request since a report
+  // goes back to no bad cycle; one without new requests since the last cycle stays as it is.
   //
   // After the wall clock has gone back no cycle runs until the time of the last one has passed
   // again by a check period.

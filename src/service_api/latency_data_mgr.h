@@ -21,7 +21,8 @@ inline constexpr int MAX_NODE_COUNT = 100000;
 inline constexpr int STATISTIC_DEFAULT_TIME_OUT = 3000;
 inline constexpr int STATISTIC_DEFAULT_TRAVERSE_MAX_NODE_PER_TIME = 100;
 
-// Failures that can repeat with every request are logged once in this many occurrences.
+// A full pool, and an id that names no request in flight, are logged at ERROR once in this many
+// occurrences, the first so many since Init being silent. Other failures are logged each time.
 inline constexpr int MAX_LOG_FREQUENCY = 100000;
 
 // One request in flight.
@@ -87,9 +88,10 @@ class LatencyDataMgr {
   // or when it was sent later than now. To be called often; one call costs at most `limit` entries.
   // Each time-out of a registered access is logged at ERROR, without asking IsPriorityEnabled.
   //
-  // Returns 0. API_ERR_PARAMETER_INVALID for a null statistic_mgr. GEN_ERR_ERR when the zone of the
-  // oldest request has no record, which holds up the expiry of every request behind it, of whatever
-  // zone, until the record exists; or when the list is damaged.
+  // Returns 0, also before Init. API_ERR_PARAMETER_INVALID for a null statistic_mgr. GEN_ERR_ERR
+  // when the zone of the oldest request has no record, however young the request is: it holds up
+  // the expiry of every request behind it, of whatever zone, until the record exists or the request
+  // is withdrawn; or when the list is damaged. What the call has expired by then stays expired.
   int TraverseForDeleteTimeOutNode(KorvainServiceStatisticMgr* statistic_mgr);
 
   // Called for a request that a sweep has expired, with a copy of it. The request has been counted

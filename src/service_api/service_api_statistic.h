@@ -2,8 +2,9 @@
 //
 // The types are byte-packed, so that their layout is the same for every compiler; the sizes are
 // part of the contract with whoever packs the record. Two consequences for code that works on them:
-// read and write fields by value (a reference or pointer to a multi-byte field may be misaligned),
-// and a pointer to a whole record type is fine, since packed types have alignment 1.
+// read and write fields by value (a reference or pointer to a multi-byte field may be misaligned,
+// which compilers seldom say), and a pointer to a whole record type is fine, since packed types
+// have alignment 1.
 //
 // Counters ending in PerMin hold the raw number of events since the period began, until
 // KorvainServiceStatisticMgr::CalculateAverage turns them into events per minute. ullAverageDelay
@@ -101,7 +102,7 @@ typedef struct tagServiceApiStatistic {
   int32_t iAppID;
   int32_t iZoneID;
   STATISTICPROCESSINFO stProcessInfo;
-  int16_t nTableCount;  // entries of astTableStatistic in use, written by the service API
+  int16_t nTableCount;  // entries of astTableStatistic in use, also raised by AddTable
   TABLESTATISTIC astTableStatistic[256];
   OVERALLRUNSTATUS stOverallRunStatus;
   int32_t iAccessCount;  // entries of astAccessStatistic in use, raised by AddAccess

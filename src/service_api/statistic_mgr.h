@@ -52,7 +52,8 @@ using StatisticIdNameMap = std::unordered_map<int32_t, std::string>;
 // reach into the records included. Records are never moved or freed before the manager is
 // destroyed, so pointers to records and to their parts stay valid for its whole life. Operations
 // throw nothing but std::bad_alloc, when an entry of a map or a name cannot be allocated; nothing
-// leaks then and the manager stays usable.
+// leaks then and the manager stays usable. Failures are logged at ERROR, a new record and a new
+// access at DEBUG; a record that is cleared because a clock has gone back is not logged.
 class KorvainServiceStatisticMgr {
  public:
   KorvainServiceStatisticMgr() = default;
@@ -65,9 +66,10 @@ class KorvainServiceStatisticMgr {
   int Init(Logger* logger);
 
   // Makes sure that the record and the options of (app_id, zone_id) exist; comes before everything
-  // else for the pair. For an existing record it refreshes set id, local address and process id and
-  // keeps all counts. Returns 0, API_ERR_ALLOCATE_MEMORY when the access index or the record cannot
-  // be allocated, or GEN_ERR_ERR when the record cannot be entered.
+  // else for the pair but setters, which may come earlier. For an existing record it refreshes set
+  // id, local address and process id and keeps all counts. Returns 0, API_ERR_ALLOCATE_MEMORY when
+  // the access index or the record cannot be allocated, or GEN_ERR_ERR when the record cannot be
+  // entered.
   int CreateStatisticMap(int set_id, int app_id, int zone_id);
 
   // Registers a proxy endpoint: gives it the next slot of the record's access array and enters it
@@ -75,9 +77,9 @@ class KorvainServiceStatisticMgr {
   // for a scheme prefix and cut off from any text, at most 127 characters, and at most 31
   // characters of `svr_id`.
   //
-  // Returns 0, also when the index holds the access already, whichever application registered it:
-  // nothing changes then. API_ERR_PARAMETER_INVALID for a null text; GEN_ERR_ERR when the pair has
-  // no record, the record holds 256 accesses, or its iAccessCount is negative.
+  // API_ERR_PARAMETER_INVALID for a null text. Else 0 when the index holds the access already,
+  // whichever application registered it: nothing changes then. Else GEN_ERR_ERR when the pair has
+  // no record, the record holds 256 accesses, or its iAccessCount is negative; or else 0.
   //
   // All applications of a zone share the index. An access that one has registered is not added for
   // another, and its slot may be that of another access in the other's record, where delays and
@@ -128,12 +130,12 @@ class KorvainServiceStatisticMgr {
   ACCESSRUNSTATUS* GetAccessRunStatus(int app_id, int zone_id, int32_t ip, int32_t port);
 
   // Settings of the pair's reports, of which the ids are only stored. Each setter creates the
-  // options of a pair that has none, with the defaults: period 60, last report now, ids 0, empty
-  // text. Getters give 0 for such a pair.
+  // options of a pair that has none, with the defaults: period 60, last report at the last full
+  // second of GetCurrentMilliseconds, ids 0, empty text. Getters give 0 for such a pair.
 
   // Seconds between two reports, 60 or more; anything below becomes 60.
   void SetReportPeriod(int32_t app_id, int32_t zone_id, int32_t period);
-  // Seconds; to be set after each report.
+  // Seconds; to be set after each report, which stays due until then.
   void SetLastReportTime(int32_t app_id, int32_t zone_id, int64_t last_report_time);
   void SetBusinessId(int32_t app_id, int32_t zone_id, int32_t business_id);
   int32_t GetBusinessId(int32_t app_id, int32_t zone_id) const;

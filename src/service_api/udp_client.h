@@ -22,10 +22,10 @@ class UDPClient {
   UDPClient& operator=(const UDPClient&) = delete;
 
   // Opens the socket for `url`: six characters of scheme, skipped unseen, an IPv4 address in a form
-  // that inet_aton takes, ':' and a port of 1 to 65535, read by strtol as 32 bits, behind which
-  // anything may follow. A socket that is open already is closed once the new URL has been parsed.
-  // One that cannot be made non-blocking stays open until Fini or the next Init. The logger is
-  // borrowed, may be null, and is taken also when the call fails.
+  // that inet_aton takes, ':' and a port of 1 to 65535, the low 32 bits of what strtol reads,
+  // behind which anything may follow. A socket that is open already is closed once the new URL has
+  // been parsed. One that cannot be made non-blocking stays open until Fini or the next Init. The
+  // logger is borrowed, may be null, and is taken also when the call fails.
   //
   // Returns 0; API_ERR_PARAMETER_INVALID for a null URL; GEN_ERR_ERR when the URL cannot be parsed
   // or no non-blocking socket can be had. After a failure the client is not to be used for Send
@@ -39,7 +39,7 @@ class UDPClient {
   //
   // Returns 0 when the kernel took the datagram, which says nothing about its arrival;
   // API_ERR_PARAMETER_INVALID for a null buffer or a length below 1; GEN_ERR_ERR when the buffer is
-  // too large or cannot be sent at once.
+  // too large or cannot be sent at once, and when there is no socket.
   int Send(const char* buf, int buf_len);
 
   // The URL of the last Init that succeeded, its first 127 characters, empty before one; valid

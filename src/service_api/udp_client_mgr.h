@@ -33,15 +33,16 @@ class UDPClientMgr {
   // and so is SetNoticeUnreachable. Returns 0.
   int Init(Logger* logger);
 
-  // Replaces the list of servers by the valid ones among `count` URLs, at most the first 32 of
-  // them, and closes the client. Then tries to open it on each of them once, from one chosen with
-  // rand() onward, until one opens. With a count of 0 nothing changes; with a negative count or a
-  // null list no server is left.
+  // Replaces the list of servers by the first 32 valid ones among `count` URLs, and closes the
+  // client. Then tries to open it on each of them once, from one chosen with rand() onward, until
+  // one opens. With a count of 0 nothing changes; with a negative count or a null list no server is
+  // left.
   //
-  // A valid URL is made of "udp://", four decimal numbers of at most 255 joined by dots, ':' and a
-  // decimal port of at most five digits and at most 65535; behind the prefix it has fewer than 128
-  // characters. The texts are copied; invalid ones are logged and left out. Port 0 and repeated
-  // separators pass here but cannot be opened, and a number with a leading zero is opened as octal.
+  // A valid URL is made of "udp://", four decimal numbers of at most three digits and at most 255
+  // joined by dots, ':' and a decimal port of at most five digits and at most 65535; behind the
+  // prefix it has fewer than 128 characters. The texts are copied; invalid ones are logged and left
+  // out. Port 0 and repeated separators pass here but cannot be opened, and a number with a leading
+  // zero is opened as octal.
   void AddCollectServerAddress(const char** collect_server_url, int32_t count);
 
   // Sends one report as one datagram; see UDPClient::Send for sizes.
@@ -72,8 +73,9 @@ class UDPClientMgr {
   // first to a Send, which it fails, and so does a full queue of the network device, which the
   // kernel otherwise keeps to itself. After every loss of the server (by Update, Send or
   // LeaveCurrentServer) the turn begins with the server after the one lost, which so comes last.
-  // Reports sent before the answer are lost: those up to the next Update after a server on this
-  // host has ended, or those of a round trip to another host. Call Update before reporting.
+  // What is sent before the answer is lost: up to the next Update after a server on this host has
+  // ended, or for a round trip to another host. A Send that takes the answer itself closes the
+  // client, and what follows is lost up to the next Update. So call Update before each datagram.
   //
   // Not noticed, since nobody answers: a host beyond the local network that is silently gone, a
   // firewall that drops, a server that hangs with its socket open.

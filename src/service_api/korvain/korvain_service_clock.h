@@ -9,7 +9,8 @@
 namespace KorvainService {
 
 // The current time in milliseconds. Its whole seconds must agree with the times that the caller
-// gives to the report schedule, and send and receive times of requests must be read from it.
+// gives to the report schedule, and send and receive times of requests must be read from it. The
+// proxy judge does not read it: its seconds are those of the wall clock.
 //
 // The library's own definition is the wall clock (milliseconds since the epoch) and is a weak
 // symbol: a service API with a clock of its own defines this function and thereby replaces it.

@@ -28,13 +28,15 @@ enum LogLevel {
 // that goes down writes an ERROR line for each of its requests that times out.
 class Logger : public NoneCopyable {
  public:
-  // Writes one line. `fmt` and what follows are as for printf; `file`, `line` and `func` name the
-  // place and operation that report and, like all texts, are valid during the call only. The two
-  // unnamed numbers are 0 in every line of this module.
+  // Writes one line; some of the texts end in a line end of their own. `fmt` and what follows are
+  // as for printf; `file`, `line` and `func` name the place and operation that report and, like all
+  // texts, are valid during the call only. The two unnamed numbers are 0 in every line of this
+  // module.
   virtual void Log(LogLevel level, int, int, const char* file, int line, const char* func,
                    const char* fmt, ...) __attribute__((format(printf, 8, 9))) = 0;
 
-  // Whether a line of this level would be written. Asked before a line on the request path only.
+  // Whether a line of this level would be written. Asked only by LatencyDataMgr::PushBack, before
+  // its line at DEBUG.
   virtual bool IsPriorityEnabled(LogLevel level) = 0;
 
   // For the service API's own use; the module never asks for it.
