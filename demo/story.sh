@@ -44,17 +44,28 @@ set_pace() {
   readonly clock_speed judge_times recheck calm delay_tolerance
 }
 
+declare -A name_of # by process id
+
 # start NAME PROGRAM ARGUMENTS...: leaves the process id in $started.
 start() {
   "$programs/$2" --name "$1" "${@:3}" >&3 3>&- &
   started=$!
+  name_of[$started]=$1
+}
+
+# Those that nobody has waited for yet.
+ended_programs() {
+  local pid
+  for pid in $(jobs -p); do
+    jobs -pr | grep -qx "$pid" || echo "${name_of[$pid]:-process $pid}"
+  done
 }
 
 # Ends the processes in the order given, and waits for them to end well.
 stop() {
   local pid
   for pid in "$@"; do kill -TERM "$pid" 2>/dev/null || true; done
-  for pid in "$@"; do wait "$pid" || fail "a program has ended with status $?"; done
+  for pid in "$@"; do wait "$pid" || fail "${name_of[$pid]:-process $pid} ended with status $?"; done
 }
 
 # Ends a process as a power cut would.
@@ -75,7 +86,8 @@ wait_until() {
   local what=$1 tries=$(($2 * 10)) ended
   shift 2
   while ! "$@"; do
-    ended=$(jobs -l | grep -v ' Running ') && fail "waited in vain: $what; has ended: $ended"
+    ended=$(ended_programs)
+    [[ -z $ended ]] || fail "waited in vain: $what, for there is no longer $ended"
     ((tries-- > 0)) || fail "waited in vain: $what"
     sleep 0.1
   done
