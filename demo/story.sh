@@ -55,9 +55,10 @@ start() {
 
 # Those that nobody has waited for yet.
 ended_programs() {
-  local pid
-  for pid in $(jobs -p); do
-    jobs -pr | grep -qx "$pid" || echo "${name_of[$pid]:-process $pid}"
+  local pid all running
+  all=$(jobs -p) running=" $(jobs -pr | tr '\n' ' ')"
+  for pid in $all; do
+    [[ $running == *" $pid "* ]] || echo "${name_of[$pid]:-process $pid}"
   done
 }
 
