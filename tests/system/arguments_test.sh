@@ -60,6 +60,9 @@ expect_refusal --judge-threshold "${host[@]}" --judge-threshold 59
 expect_refusal --delay-mean sim_proxy --delay-mean 0
 expect_refusal --fault sim_proxy --fault sulk
 expect_refusal "--delay-tolerance: invalid float value: 'x'" report_check.py --delay-tolerance x
+for tolerance in -1 10001 nan inf; do
+  expect_refusal "--delay-tolerance: " report_check.py --delay-tolerance "$tolerance"
+done
 expect_refusal "cannot read /no/such/journal" report_check.py /no/such
 
 [ "$failures" -eq 0 ]

@@ -63,6 +63,7 @@ expect 1 "nobody sent this line" "a report that is not journalled" journal-b 2d
 expect 1 "2 reports are missing" "a report too many lost" export 's/100000,300000/100000,300001/'
 expect 1 "has not arrived as a whole" "a loss far from the kill" journal-a 's/9002/9001/'
 expect 0 "everything agrees" "a loss at the other server" journal-a '2s/9001/9002/'
+expect 1 "have left 2 servers, not one" "a move away from another server" journal-b 's/9001/9003/'
 expect 1 "3 fields, not 4" "a series missing" export '/overall_user_text.*"b"/d'
 expect 1 "unusable" "a value between integers" export '1s/\[14/[14.5/'
 expect 1 "repeated" "a series twice" export '1s/(.*)/\1\n\1/'

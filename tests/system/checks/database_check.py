@@ -68,14 +68,21 @@ def read_sums(path: Path) -> tuple[int, Numbers]:
     return times[-1], sums
 
 
-# Of each zone at most one report is missing: the last to its first server, or the first after.
-def check_arrival(host: Host, verdict: Verdict) -> None:
+# From which the reports of a zone have moved on.
+def servers_left(hosts: list[Host]) -> set[str]:
+    zones = [reports for host in hosts for _, reports in by_zone(host.journal)]
+    return {reports[0].server for reports in zones if reports[-1].server != reports[0].server}
+
+
+# Of each zone at most one report is missing: the last to the one killed server, or the first after.
+def check_arrival(host: Host, killed: set[str], verdict: Verdict) -> None:
     name, missing = host.stored.name, 0
+    verdict.check(len(killed) == 1, f"{name}: reports have left {len(killed)} servers, not one")
     for zone, reports in by_zone(host.journal):
-        to_first = [report.server == reports[0].server for report in reports]
+        to_killed = [report.server in killed for report in reports]
         lost = [i for i, report in enumerate(reports) if not host.stored.has_whole(report)]
         for i, report in enumerate(reports):
-            is_at_kill = (True, False) in (tuple(to_first[i:i + 2]), tuple(to_first[i - 1:i + 1]))
+            is_at_kill = (True, False) in (tuple(to_killed[i:i + 2]), tuple(to_killed[i - 1:i + 1]))
             verdict.check(i not in lost or is_at_kill,
                           f"{name}, {zone}: the report of {report.time_ns} ns, number {i + 1} of "
                           f"{len(reports)}, has not arrived as a whole")
@@ -134,7 +141,7 @@ def check_database(options: Namespace) -> int:
         # What nobody owns is nobody's report.
         others = [file for _, file in sorted(stored.items())] if host is hosts[0] else []
         check_contents(host.journal, [host.stored, *others], verdict)
-        check_arrival(host, verdict)
+        check_arrival(host, servers_left(hosts), verdict)
     check_fields(hosts, verdict)
     check_sums(hosts, *read_sums(run / "sums"), verdict)
     return verdict.conclude()

@@ -130,6 +130,8 @@ def check_judgements(by_host: Summaries, by_proxies: Summaries, verdict: Verdict
 
 def check_run(options: Namespace) -> int:
     run = options.run
+    if not 0 <= options.delay_tolerance <= 10000:
+        raise UsageError(f"--delay-tolerance: '{options.delay_tolerance}' is not from 0 to 10000")
     journal = read_journal(run / "journal")
     by_host = read_summaries([run / "host"])
     by_proxies = read_summaries(run.glob("proxy-*"))
