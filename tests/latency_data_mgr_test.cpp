@@ -60,6 +60,25 @@ TEST_F(LatencyDataMgrTest, ByDefaultAHundredExpireAfterThreeSeconds) {
   EXPECT_EQ(logger.priority_queries, 101) << "only PushBack asks, once";
 }
 
+TEST_F(LatencyDataMgrTest, AStepOfTheClockCanBeTakenOutOfAllAges) {
+  latency.ShiftSendTimes(INT64_MIN);  // of none
+  for (const int64_t step : {-3600000, 3600000}) {
+    const int answered = Push(test::clock_ms - 10);
+    Push(test::clock_ms);
+    test::clock_ms += step;
+    latency.ShiftSendTimes(step);
+    EXPECT_EQ(latency.Find(answered)->time_ms, test::clock_ms - 10);
+    EXPECT_EQ(latency.CalculateDelay(answered, test::clock_ms, &mgr), 0);
+    test::clock_ms += 1999;
+    EXPECT_EQ(Sweep(), 0);
+    EXPECT_EQ(latency.Count(), 1) << "neither too old nor sent in the future";
+    test::clock_ms += 1;
+    EXPECT_EQ(Sweep(), 0);
+    EXPECT_EQ(latency.Count(), 0);
+  }
+  EXPECT_EQ(mgr.GetServiceApiStatistic(APP, ZONE)->stOverallRunStatus.ullAverageDelay, 20);
+}
+
 TEST_F(LatencyDataMgrTest, ReportsInTheseWords) {
   logger.enabled_level = test::DEBUG;
   Push(1234);

@@ -69,6 +69,15 @@ void LatencyDataMgr::SetLimit(int32_t limit) {
   m_limit = limit > 0 ? limit : STATISTIC_DEFAULT_TRAVERSE_MAX_NODE_PER_TIME;
 }
 
+// Adds as unsigned numbers, since times near the ends of their range may wrap.
+void LatencyDataMgr::ShiftSendTimes(int64_t ms) {
+  if (!IsReady()) return;
+  for (LIST_NODE* node = m_bidirection_list->Head(); node != nullptr; node = node->pNext) {
+    int64_t& time_ms = static_cast<LatencyData*>(node->pData)->time_ms;
+    time_ms = static_cast<int64_t>(static_cast<uint64_t>(time_ms) + static_cast<uint64_t>(ms));
+  }
+}
+
 int LatencyDataMgr::Count() const {
   return IsReady() ? static_cast<int>(m_bidirection_list->Count()) : 0;
 }

@@ -118,6 +118,12 @@ class LatencyDataMgr {
   // the manager.
   const LatencyData* Find(int32_t id) const;
 
+  // Adds `ms` milliseconds to the send time of every request in flight: to be called after a step
+  // of the clock behind GetCurrentMilliseconds, with the length of the step, so that no request
+  // appears older or younger than it is. Without it, the sweep takes every request that was sent
+  // later than now for timed out. Costs what the requests in flight cost; no effect before Init.
+  void ShiftSendTimes(int64_t ms);
+
   // The number of requests in flight; 0 before Init.
   int Count() const;
 
